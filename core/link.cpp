@@ -1,0 +1,466 @@
+// Server link: connection and reconnection, the receive thread that cuts the
+// byte stream into replies, the reply queue and the one transaction call.
+#include "link.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "framer.h"
+#include "log.h"
+#include "platform.h"
+
+namespace {
+const char kTag[] = "core";
+}
+
+extern "C" {
+char *extended_errors[5] = {
+    const_cast<char *>("CME ERROR"), const_cast<char *>("CMS ERROR"), const_cast<char *>("PDP ERROR"),
+    const_cast<char *>("CERROR"),    const_cast<char *>("CONNECT ERROR"),
+};
+zelString *(*sdkSendATcmd)(const char *command, int32_t length, int32_t timeout_seconds) = nullptr;
+}
+
+namespace zel {
+
+std::atomic<int32_t> client_socket_fd{-1};
+std::atomic<uint8_t> connection_active{0};
+pthread_mutex_t connection_lock = PTHREAD_MUTEX_INITIALIZER;
+pthread_mutex_t transaction_lock = PTHREAD_MUTEX_INITIALIZER;
+
+namespace {
+
+// One receive thread and what it needs to be stopped.
+struct Receiver {
+    pthread_t thread;
+    int fd;       // the connection it reads, fixed for its life
+    int wake_fd;  // eventfd: written to stop the thread
+    std::atomic<bool> stop;
+    std::atomic<pid_t> tid;
+};
+
+std::atomic<response_queue *> g_queue{nullptr};
+// The open connection and its receiver, guarded by connection_lock. They
+// outlive a drop until retired, so that a descriptor is closed only once no
+// transaction can still use it and one receiver is joined before the next.
+int g_conn_fd = -1;
+Receiver *g_receiver = nullptr;
+// Counts commands sent; the receive thread stops discarding when it moves.
+std::atomic<uint32_t> g_send_generation{0};
+// Carried-over text; used by one receive thread at a time.
+ReplyFramer g_framer;
+
+void appendReply(const Cut &cut) {
+    if (cut.data == nullptr) {
+        ZEL_LOG(LOG_ERR, "failed to allocate mem for data");
+        return;
+    }
+    response_queue *q = g_queue.load();
+    response_node *node = static_cast<response_node *>(malloc(sizeof(response_node)));
+    if (q == nullptr || node == nullptr) {
+        if (node == nullptr) ZEL_LOG(LOG_ERR, "failed to allocate mem for new node");
+        free(node);
+        free(cut.data);
+        return;
+    }
+    node->data = cut.data;
+    node->len = cut.len;
+    node->next = nullptr;
+    pthread_mutex_lock(&q->mutex);
+    if (q->tail) q->tail->next = node; else q->head = node;
+    q->tail = node;
+    pthread_cond_signal(&q->cond);
+    pthread_mutex_unlock(&q->mutex);
+}
+
+void deliver(const Cut &cut, const char *burst, long burst_len) {
+    ZEL_LOG(LOG_DEBUG, "Received partial_len: -->'%d,%d' <---\n", cut.previous_partial, cut.len);
+    ZEL_LOG(LOG_DEBUG, "Received data: -->'%d:%s'<---\n", cut.len - cut.previous_partial, burst);
+    (void)burst_len;
+    appendReply(cut);
+}
+
+void endBurst() {
+    Cut cut;
+    const char *const *table = extended_errors;
+    size_t carried = g_framer.pending();
+    if (g_framer.endBurst(table, 5, &cut)) {
+        deliver(cut, "", 0);
+    } else if (g_framer.pending() != carried || carried > 0) {
+        ZEL_LOG(LOG_DEBUG, "Received partial_len -->: -->'%d' <---\n", static_cast<int>(g_framer.pending()));
+    }
+}
+
+void *receive_loop(void *arg) {
+    Receiver *self = static_cast<Receiver *>(arg);
+    self->tid.store(static_cast<pid_t>(syscall(SYS_gettid)));
+    char chunk[ReplyFramer::kBurstMax + 4];
+    uint32_t seen_generation = g_send_generation.load();
+    bool closed = false;  // the server closed: only a stop request matters now
+    while (connection_active.load() && !self->stop.load()) {
+        struct pollfd fds[2] = {{self->wake_fd, POLLIN, 0}, {self->fd, POLLIN, 0}};
+        // Idle: block until bytes or a stop arrive. In a burst: 1 ms of
+        // silence ends it, timed by a high-resolution timer.
+        const struct timespec silence = {0, 1000000};
+        int rc = ppoll(fds, closed ? 1 : 2, g_framer.inBurst() ? &silence : nullptr, nullptr);
+        if (rc < 0) {
+            if (errno == EINTR) continue;
+            break;
+        }
+        if (fds[0].revents) {
+            uint64_t ignored;
+            if (read(self->wake_fd, &ignored, sizeof ignored) < 0) {
+            }
+            continue;
+        }
+        if (rc == 0) {
+            endBurst();
+            continue;
+        }
+        ssize_t n = recv(self->fd, chunk, g_framer.room(), MSG_DONTWAIT);
+        if (n > 0) {
+            chunk[n] = '\0';
+            uint32_t generation = g_send_generation.load();
+            if (generation != seen_generation) {
+                g_framer.commandSent();
+                seen_generation = generation;
+            }
+            ZEL_LOG(LOG_DEBUG, "Received native: -->'%d:%s'<---\n", static_cast<int>(n), chunk);
+            Cut cut;
+            if (g_framer.feed(chunk, static_cast<size_t>(n), &cut)) deliver(cut, chunk, n);
+            if (g_framer.room() == 0) endBurst();
+        } else if (n == 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)) {
+            if (g_framer.inBurst()) endBurst();
+            closed = true;
+        }
+    }
+    return nullptr;
+}
+
+Receiver *startReceiver(int fd) {
+    Receiver *r = static_cast<Receiver *>(calloc(1, sizeof(Receiver)));
+    if (r == nullptr) return nullptr;
+    r->fd = fd;
+    r->stop.store(false);
+    r->tid.store(0);
+    r->wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (r->wake_fd < 0) {
+        free(r);
+        return nullptr;
+    }
+    if (pthread_create(&r->thread, nullptr, receive_loop, r) != 0) {
+        close(r->wake_fd);
+        free(r);
+        return nullptr;
+    }
+    pthread_setname_np(r->thread, "receive_thread");
+    return r;
+}
+
+void stopReceiver(Receiver *r) {
+    if (r == nullptr) return;
+    r->stop.store(true);
+    uint64_t one = 1;
+    if (write(r->wake_fd, &one, sizeof one) < 0) {
+    }
+    // A signal handler running on the receive thread cannot join itself.
+    if (pthread_equal(pthread_self(), r->thread)) {
+        pthread_detach(r->thread);
+        return;  // the thread ends when the handler returns; its record stays
+    }
+    pthread_join(r->thread, nullptr);
+    close(r->wake_fd);
+    free(r);
+}
+
+// Under connection_lock: stops the receiver and closes the connection.
+void retireConnection() {
+    stopReceiver(g_receiver);
+    g_receiver = nullptr;
+    if (g_conn_fd >= 0) close(g_conn_fd);
+    g_conn_fd = -1;
+}
+
+// A new Unix stream socket connected to the server, or -1 with `*created`
+// telling whether the socket itself could be made.
+int connectServer(bool *created) {
+    *created = false;
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) return -1;
+    *created = true;
+    struct sockaddr_un addr;
+    memset(&addr, 0, sizeof addr);
+    addr.sun_family = AF_UNIX;
+    const char *path = g_platform.server_socket;
+    if (path != nullptr && strlen(path) < sizeof addr.sun_path) {
+        memcpy(addr.sun_path, path, strlen(path));
+        if (connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr) == 0) return fd;
+    }
+    close(fd);
+    return -1;
+}
+
+// Under connection_lock: three attempts, no pause between them.
+bool reconnect() {
+    retireConnection();
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        bool created;
+        int fd = connectServer(&created);
+        if (fd < 0) {
+            if (!created) ZEL_LOG(LOG_ERR, "Socket creation error");
+            else ZEL_LOG(LOG_ERR, "Retry connect failed");
+            continue;
+        }
+        g_conn_fd = fd;
+        client_socket_fd.store(fd);
+        zelto_sdk_log(LOG_INFO, "%s:%d: %d: Client socket reconnected\n", kTag, __LINE__, __LINE__);
+        connection_active.store(1);
+        g_receiver = startReceiver(fd);
+        if (g_receiver == nullptr) ZEL_LOG(LOG_ERR, "failed to create receive_thread");
+        return true;
+    }
+    return false;
+}
+
+// Called with transaction_lock held after a failed send; releases it.
+void dropConnection(int fd) {
+    ZEL_LOG(LOG_ERR, "failed to send");
+    // From here on no transaction uses the descriptor: the next one reconnects.
+    int expected = fd;
+    client_socket_fd.compare_exchange_strong(expected, -1);
+    pthread_mutex_unlock(&transaction_lock);
+    ZEL_LOG(LOG_ERR, "On connection drop, perform cleanup");
+    pthread_mutex_lock(&connection_lock);
+    if (g_conn_fd == fd && client_socket_fd.load() <= 0) {
+        connection_active.store(0);
+        retireConnection();
+    }
+    pthread_mutex_unlock(&connection_lock);
+}
+
+void flushQueue(response_queue *q) {
+    pthread_mutex_lock(&q->mutex);
+    response_node *n = q->head;
+    while (n) {
+        response_node *next = n->next;
+        free(n->data);
+        free(n);
+        n = next;
+    }
+    q->head = q->tail = nullptr;
+    pthread_mutex_unlock(&q->mutex);
+}
+
+struct timespec deadlineAfterMs(int64_t ms) {
+    struct timespec ts;
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    ts.tv_sec += static_cast<time_t>(ms / 1000);
+    ts.tv_nsec += static_cast<long>((ms % 1000) * 1000000);
+    if (ts.tv_nsec >= 1000000000L) {
+        ts.tv_sec += 1;
+        ts.tv_nsec -= 1000000000L;
+    }
+    return ts;
+}
+
+}  // namespace
+
+response_queue *currentQueue() { return g_queue.load(); }
+
+int32_t linkStart() {
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+        ZEL_LOG(LOG_ERR, "Socket creation error");
+        return 5;
+    }
+    pthread_mutex_lock(&connection_lock);
+    retireConnection();
+    g_conn_fd = fd;
+    client_socket_fd.store(fd);
+    pthread_mutex_unlock(&connection_lock);
+    struct sockaddr_un addr;
+    memset(&addr, 0, sizeof addr);
+    addr.sun_family = AF_UNIX;
+    const char *path = g_platform.server_socket;
+    bool fits = path != nullptr && strlen(path) < sizeof addr.sun_path;
+    if (fits) memcpy(addr.sun_path, path, strlen(path));
+    if (!fits || connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr) != 0) {
+        ZEL_LOG(LOG_ERR, "Connection Failed");
+        return 5;
+    }
+    pthread_mutex_lock(&connection_lock);
+    connection_active.store(1);
+    g_receiver = startReceiver(fd);
+    bool started = g_receiver != nullptr;
+    pthread_mutex_unlock(&connection_lock);
+    if (!started) {
+        ZEL_LOG(LOG_ERR, "failed to create receive_thread");
+        return 5;
+    }
+    return 0;
+}
+
+void linkClose() {
+    pthread_mutex_lock(&connection_lock);
+    connection_active.store(0);
+    client_socket_fd.store(-1);
+    retireConnection();
+    pthread_mutex_unlock(&connection_lock);
+}
+
+bool receiverRunning() {
+    pthread_mutex_lock(&connection_lock);
+    bool running = g_receiver != nullptr;
+    pthread_mutex_unlock(&connection_lock);
+    return running;
+}
+
+long receiverContextSwitches() {
+    pthread_mutex_lock(&connection_lock);
+    pid_t tid = g_receiver ? g_receiver->tid.load() : 0;
+    pthread_mutex_unlock(&connection_lock);
+    if (tid <= 0) return -1;
+    char path[64];
+    snprintf(path, sizeof path, "/proc/self/task/%d/status", static_cast<int>(tid));
+    FILE *f = fopen(path, "r");
+    if (f == nullptr) return -1;
+    char line[256];
+    long value = -1;
+    while (fgets(line, sizeof line, f)) {
+        if (sscanf(line, "voluntary_ctxt_switches: %ld", &value) == 1) break;
+    }
+    fclose(f);
+    return value;
+}
+
+void resetFraming() { g_framer.release(); }
+
+}  // namespace zel
+
+using namespace zel;
+
+extern "C" {
+
+response_queue *create_queue(void) {
+    response_queue *q = static_cast<response_queue *>(calloc(1, sizeof(response_queue)));
+    if (q == nullptr) return nullptr;
+    pthread_mutex_init(&q->mutex, nullptr);
+    // Deadlines are kept on the monotonic clock: setting the modem clock must
+    // not stretch or cut a wait.
+    pthread_condattr_t attr;
+    pthread_condattr_init(&attr);
+    pthread_condattr_setclock(&attr, CLOCK_MONOTONIC);
+    pthread_cond_init(&q->cond, &attr);
+    pthread_condattr_destroy(&attr);
+    g_queue.store(q);
+    return q;
+}
+
+void destroy_queue(response_queue *queue) {
+    if (queue == nullptr) return;
+    response_queue *expected = queue;
+    g_queue.compare_exchange_strong(expected, nullptr);
+    response_node *n = queue->head;
+    while (n) {
+        response_node *next = n->next;
+        free(n->data);
+        free(n);
+        n = next;
+    }
+    pthread_mutex_destroy(&queue->mutex);
+    pthread_cond_destroy(&queue->cond);
+    free(queue);
+}
+
+int32_t zelto_at_client_recv(int32_t fd, void *out) {
+    if (fd <= 0) {
+        ZEL_LOG(LOG_ERR, "Client socket is not initialized\n");
+        return -1;
+    }
+    if (out == nullptr) return -1;
+    struct timeval tv = {0, 1000};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+    char buf[ReplyFramer::kBurstMax];
+    size_t fill = 0;
+    while (fill < sizeof buf) {
+        ssize_t n = recv(fd, buf + fill, sizeof buf - fill, 0);
+        if (n <= 0) break;
+        fill += static_cast<size_t>(n);
+    }
+    memcpy(out, buf, fill);
+    return static_cast<int32_t>(fill);
+}
+
+zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t timeout_seconds) {
+    response_queue *q = g_queue.load();
+    if (command == nullptr || length <= 0 || q == nullptr) return nullptr;
+
+    pthread_mutex_lock(&connection_lock);
+    if (client_socket_fd.load() <= 0 && !reconnect()) {
+        pthread_mutex_unlock(&connection_lock);
+        zelto_sdk_log(LOG_ERR, "%s:%d: %d: Client socket unable to reconnect \n", kTag, __LINE__,
+                      client_socket_fd.load());
+        return nullptr;
+    }
+    pthread_mutex_unlock(&connection_lock);
+
+    pthread_mutex_lock(&transaction_lock);
+    flushQueue(q);
+    int fd = client_socket_fd.load();
+    ssize_t sent = -1;
+    if (fd > 0) {
+        g_send_generation.fetch_add(1);
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            sent = send(fd, command, static_cast<size_t>(length), MSG_NOSIGNAL);
+            if (sent > 0) break;
+            g_platform.sleep_us(100);
+        }
+    }
+    if (sent < 0) {
+        dropConnection(fd);
+        return nullptr;
+    }
+
+    struct timespec deadline = deadlineAfterMs(g_platform.reply_wait_ms(timeout_seconds));
+    pthread_mutex_lock(&q->mutex);
+    while (q->head == nullptr) {
+        if (pthread_cond_timedwait(&q->cond, &q->mutex, &deadline) == ETIMEDOUT && q->head == nullptr) {
+            ZEL_LOG(LOG_WARNING, "rc == ETIMEDOUT\n\n");
+            pthread_mutex_unlock(&q->mutex);
+            ZEL_LOG(LOG_ERR, "data == NULL\n\n");
+            pthread_mutex_unlock(&transaction_lock);
+            return nullptr;
+        }
+    }
+    response_node *node = q->head;
+    q->head = node->next;
+    if (q->head == nullptr) q->tail = nullptr;
+    pthread_mutex_unlock(&q->mutex);
+    pthread_mutex_unlock(&transaction_lock);
+
+    // The node's buffer becomes the record's: one copy fewer.
+    zelString *reply = static_cast<zelString *>(malloc(sizeof(zelString)));
+    if (reply == nullptr) {
+        free(node->data);
+        free(node);
+        return nullptr;
+    }
+    reply->data = node->data;
+    reply->len = node->len;
+    free(node);
+    return reply;
+}
+
+}  // extern "C"

@@ -1,0 +1,54 @@
+// The command link to the SDK server: connection, receive thread, reply queue.
+#ifndef ZEL_CORE_LINK_H
+#define ZEL_CORE_LINK_H
+
+#include <pthread.h>
+#include <stdint.h>
+#include <atomic>
+
+#include "zelto_sdk.h"
+
+struct response_node {
+    char *data;  // len bytes and a zero byte
+    int32_t len;
+    response_node *next;
+};
+
+struct response_queue {
+    response_node *head;
+    response_node *tail;
+    pthread_mutex_t mutex;
+    pthread_cond_t cond;  // signalled once per appended node
+};
+
+namespace zel {
+
+// Process-wide link state. A descriptor of 0 or below means no connection.
+extern std::atomic<int32_t> client_socket_fd;
+extern std::atomic<uint8_t> connection_active;
+extern pthread_mutex_t connection_lock;
+extern pthread_mutex_t transaction_lock;
+
+// The reply queue made by create_queue, NULL when there is none.
+response_queue *currentQueue();
+
+// Connects the link (socket, connect, receive thread): 0, or 5 after logging
+// the failing step. On a failed connect the unconnected socket stays recorded
+// until linkClose.
+int32_t linkStart();
+
+// Stops and joins the receive thread and closes the connection.
+void linkClose();
+
+// True while a receive thread runs (tests wait on it).
+bool receiverRunning();
+
+// Voluntary context switches of the running receive thread, or -1.
+long receiverContextSwitches();
+
+// Forgets text carried over from earlier bursts (tests start clean).
+void resetFraming();
+
+}  // namespace zel
+
+#endif

@@ -1,0 +1,20 @@
+// Library-internal logging helpers over zelto_sdk_log.
+#ifndef ZEL_CORE_LOG_H
+#define ZEL_CORE_LOG_H
+
+#include <stdint.h>
+#include <atomic>
+
+#include "zelto_sdk.h"
+
+namespace zel {
+// Set once by zelto_sdk_open_log; never cleared.
+extern std::atomic<uint8_t> log_opened;
+}  // namespace zel
+
+// Logs with the "<source base name>:<line>: " prefix every library message
+// carries. `kTag` must name the source's base name in the calling scope.
+#define ZEL_LOG(priority, fmt, ...) \
+    zelto_sdk_log((priority), "%s:%d: " fmt, kTag, __LINE__, ##__VA_ARGS__)
+
+#endif

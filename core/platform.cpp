@@ -1,0 +1,49 @@
+#include "platform.h"
+
+#include <stdlib.h>
+#include <syslog.h>
+#include <time.h>
+#include <errno.h>
+
+namespace zel {
+namespace {
+
+int shellSystem(const char *command) { return system(command); }
+void logOpen(const char *ident, int option, int facility) { openlog(ident, option, facility); }
+void logWrite(int priority, const char *text) { syslog(priority, "%s", text); }
+void logClose() { closelog(); }
+
+void sleepMicroseconds(uint64_t us) {
+    struct timespec ts;
+    ts.tv_sec = static_cast<time_t>(us / 1000000u);
+    ts.tv_nsec = static_cast<long>((us % 1000000u) * 1000u);
+    while (nanosleep(&ts, &ts) != 0 && errno == EINTR) {
+    }
+}
+
+int64_t secondsToMs(int32_t seconds) { return static_cast<int64_t>(seconds) * 1000; }
+
+constexpr Platform kDefault = {
+    "/tmp/zelto_unix_socket",
+    "/tmp/ip_change_notify.sock",
+    "/tmp/sdk_server_notification.sock",
+    "/tmp/zelto-sdk-lock",
+    "/dev/smd10",
+    "/sys/class/gpio",
+    "/sys/kernel/debug/msm_otg/mode",
+    shellSystem,
+    logOpen,
+    logWrite,
+    logClose,
+    sleepMicroseconds,
+    secondsToMs,
+};
+
+}  // namespace
+
+Platform defaultPlatform() { return kDefault; }
+
+// Constant-initialised: valid before any constructor runs.
+Platform g_platform = kDefault;
+
+}  // namespace zel

@@ -1,0 +1,37 @@
+// Platform layer: every fixed path, shell command, system-log call and sleep
+// of the library goes through g_platform. Production uses the defaults; tests
+// point the paths at temporary files and swap the functions for recorders.
+// Nothing here is exported from the shared object.
+#ifndef ZEL_CORE_PLATFORM_H
+#define ZEL_CORE_PLATFORM_H
+
+#include <stdint.h>
+
+namespace zel {
+
+struct Platform {
+    const char *server_socket;  // command link to the SDK server
+    const char *ip_socket;      // IP-change events
+    const char *notify_socket;  // server notifications
+    const char *lock_file;      // single-instance lock
+    const char *modem_port;     // direct AT port
+    const char *gpio_root;      // sysfs GPIO directory
+    const char *usb_mode_file;  // USB controller mode switch
+
+    int (*run_shell)(const char *command);
+    void (*log_open)(const char *ident, int option, int facility);
+    void (*log_write)(int priority, const char *text);
+    void (*log_close)();
+    void (*sleep_us)(uint64_t microseconds);
+    // Converts a command's timeout in seconds to the wait in milliseconds.
+    int64_t (*reply_wait_ms)(int32_t seconds);
+};
+
+extern Platform g_platform;
+
+// The production values, for tests that want to restore them.
+Platform defaultPlatform();
+
+}  // namespace zel
+
+#endif

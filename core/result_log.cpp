@@ -1,0 +1,56 @@
+// Result buffers and the system-log front end.
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <syslog.h>
+
+#include "log.h"
+#include "platform.h"
+
+namespace zel {
+std::atomic<uint8_t> log_opened{0};
+}
+
+extern "C" {
+
+zelString *zelAllocString(const char *src, int32_t len) {
+    if (src == nullptr || len <= 0) return nullptr;
+    zelString *s = static_cast<zelString *>(malloc(sizeof(zelString)));
+    if (s == nullptr) return nullptr;
+    s->data = static_cast<char *>(calloc(static_cast<size_t>(len) + 1, 1));
+    if (s->data == nullptr) {
+        free(s);
+        return nullptr;
+    }
+    memcpy(s->data, src, static_cast<size_t>(len));
+    s->len = len;
+    return s;
+}
+
+void zelFreeString(zelString *s) {
+    if (s == nullptr) return;
+    if (s->data != nullptr) free(s->data);
+    free(s);
+}
+
+void zelto_sdk_open_log(const char *ident) {
+    zel::g_platform.log_open(ident, LOG_PID | LOG_CONS | LOG_NDELAY, LOG_USER);
+    zel::log_opened.store(1);
+}
+
+void zelto_sdk_log(int priority, const char *format, ...) {
+    if (!zel::log_opened.load(std::memory_order_relaxed) || format == nullptr) return;
+    char text[4096];
+    memset(text, 0, sizeof text);
+    va_list ap;
+    va_start(ap, format);
+    // 4095 as the limit leaves at most 4094 characters, as the log always has.
+    vsnprintf(text, sizeof text - 1, format, ap);
+    va_end(ap);
+    zel::g_platform.log_write(priority, text);
+}
+
+void zelto_sdk_close_log(void) { zel::g_platform.log_close(); }
+
+}  // extern "C"

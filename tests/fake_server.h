@@ -1,0 +1,87 @@
+// An in-process stand-in for the SDK server's command socket: it records the
+// exact bytes of every command and answers from a script, in chunks with
+// chosen delays. It can go silent, drop the client, or stop and restart.
+#ifndef ZEL_TESTS_FAKE_SERVER_H
+#define ZEL_TESTS_FAKE_SERVER_H
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace zeltest {
+
+struct Chunk {
+    int delay_ms;  // pause before these bytes are written
+    std::string bytes;
+};
+using Reply = std::vector<Chunk>;
+
+class FakeServer {
+public:
+    // Answers a command; the default answers from the queued replies.
+    using Handler = std::function<Reply(const std::string &command)>;
+
+    explicit FakeServer(std::string path, bool start_now = true);
+    ~FakeServer();
+
+    void start();
+    void stop();  // closes the listener and every client
+    const std::string &path() const { return path_; }
+
+    // Queues the answer to the next command (one reply per command).
+    void reply(const std::string &text) { replyChunks({{0, text}}); }
+    void replyChunks(Reply chunks);
+    // Every command without a queued reply gets this answer (empty: silence).
+    void setDefault(Reply chunks);
+    void setHandler(Handler h);
+
+    // Writes bytes to the connected client now.
+    void push(const std::string &bytes);
+    // Closes the current client connection(s).
+    void dropClients();
+
+    std::vector<std::string> commands();  // each command, up to its "\r\n"
+    std::string received();               // all bytes ever received
+    int connections();                    // connections accepted
+    void clearRecord();
+
+    bool waitForCommands(size_t n, int timeout_ms = 5000);
+    bool waitForConnections(int n, int timeout_ms = 5000);
+
+private:
+    void run();
+    void handleBytes(int fd, const char *p, size_t n);
+    void writeReply(int fd, const Reply &r);
+
+    std::string path_;
+    int listen_fd_ = -1;
+    int wake_[2] = {-1, -1};
+    std::thread thread_;
+    std::mutex mu_;
+    std::condition_variable cv_;
+    std::vector<int> clients_;
+    std::deque<Reply> queued_;
+    Reply default_;
+    Handler handler_;
+    std::string pending_;  // bytes of a command without its "\r\n" yet
+    std::vector<std::string> commands_;
+    std::string received_;
+    int connections_ = 0;
+    std::atomic<bool> running_{false};
+};
+
+// Polls `pred` until it holds or `timeout_ms` passes.
+bool waitUntil(const std::function<bool()> &pred, int timeout_ms = 5000);
+
+// A unique path for a test socket in a temporary directory.
+std::string tempPath(const std::string &name);
+
+}  // namespace zeltest
+
+#endif

@@ -1,0 +1,144 @@
+// The command engine, trim and the generic pass-through.
+#include "zelto_sdk_internal.h"
+
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <syslog.h>
+
+#include "../core/log.h"
+
+namespace {
+const char kTag[] = "zelto_sdk_internal";
+}
+
+namespace zel {
+
+Command::Command(const char *literal) {
+    size_t n = literal ? strlen(literal) : kCommandMax;
+    if (n < kCommandMax) {
+        memcpy(buf_, literal, n + 1);
+        len_ = static_cast<int32_t>(n);
+    } else {
+        buf_[0] = '\0';
+    }
+}
+
+Command cmdf(const char *format, ...) {
+    Command c;
+    va_list ap;
+    va_start(ap, format);
+    int n = vsnprintf(c.buf_, sizeof c.buf_, format, ap);
+    va_end(ap);
+    c.len_ = (n >= 0 && static_cast<size_t>(n) < sizeof c.buf_) ? n : -1;
+    return c;
+}
+
+const char *findIn(const char *hay, size_t len, const char *needle) {
+    size_t n = strlen(needle);
+    if (hay == nullptr || n == 0) return nullptr;
+    return static_cast<const char *>(memmem(hay, len, needle, n));
+}
+
+const char *Reply::find(const char *needle, const char *from) const {
+    const char *start = from ? from : s_->data;
+    size_t used = static_cast<size_t>(start - s_->data);
+    if (used > static_cast<size_t>(s_->len)) return nullptr;
+    return findIn(start, static_cast<size_t>(s_->len) - used, needle);
+}
+
+Reply transact(const char *tag, const Command &c, int line) {
+    if (!c.fits()) {
+        zelto_sdk_log(LOG_ERR, "%s:%d: command too long\n", tag, line);
+        return Reply(nullptr);
+    }
+    sdkSendATcmd = sdkSendATcmdViaSocket;
+    zelString *ret = sdkSendATcmd(c.text(), c.length(), c.timeoutSeconds());
+    if (ret == nullptr) {
+        zelto_sdk_log(LOG_ERR, "%s:%d: ret == NULL\n\n", tag, line);
+        return Reply(nullptr);
+    }
+    if (ret->len <= 0) {
+        zelto_sdk_log(LOG_ERR, "%s:%d: ret->len <= 0\n\n", tag, line);
+        zelFreeString(ret);
+        return Reply(nullptr);
+    }
+    return Reply(ret);
+}
+
+namespace {
+
+int32_t takeText(const char *start, const char *end, zelString **out) {
+    zelString *s = zelAllocString(start, static_cast<int32_t>(end - start));
+    *out = s;
+    if (s == nullptr) return 5;
+    trim(s->data);
+    s->len = static_cast<int32_t>(strlen(s->data));
+    return 0;
+}
+
+}  // namespace
+
+int32_t run(const Request &r) {
+    bool needs_int = r.shape == Shape::IntQuery;
+    bool needs_text = r.shape == Shape::TextQuery || r.shape == Shape::FixedText;
+    if ((needs_int && r.int_out == nullptr) || (needs_text && r.text_out == nullptr)) return 5;
+
+    Reply reply = transact(r.tag, *r.command, r.line);
+    if (!reply) return 5;
+    const char *prefix_at = r.prefix ? reply.find(r.prefix) : nullptr;
+    const char *after_prefix = prefix_at ? prefix_at + strlen(r.prefix) : nullptr;
+
+    switch (r.shape) {
+        case Shape::Action:
+        case Shape::Set:
+            return reply.find("OK") ? 0 : 5;
+        case Shape::IntQuery:
+            if (after_prefix == nullptr) return 5;
+            *r.int_out = static_cast<int32_t>(strtol(after_prefix, nullptr, 10));
+            return 0;
+        case Shape::TextQuery: {
+            if (r.prefix) *r.text_out = nullptr;
+            const char *ok = reply.find("OK");
+            if (ok == nullptr) return 5;
+            if (r.prefix && after_prefix == nullptr) return 5;
+            return takeText(r.prefix ? after_prefix : reply.text(), ok, r.text_out);
+        }
+        case Shape::FixedText: {
+            if (after_prefix == nullptr) return 5;
+            // Never read past the reply: a short reply gives a shorter record.
+            int32_t left = reply.length() - static_cast<int32_t>(after_prefix - reply.text());
+            *r.text_out = zelAllocString(after_prefix, left < r.width ? left : r.width);
+            return *r.text_out ? 0 : 5;
+        }
+    }
+    return 5;
+}
+
+}  // namespace zel
+
+extern "C" {
+
+char *trim(char *text) {
+    if (text == nullptr || text[0] == '\0') return text;
+    // White space as the POSIX locale has it, whatever locale the caller set.
+    auto blank = [](char c) { return c != '\0' && strchr(" \t\n\v\f\r", c) != nullptr; };
+    char *start = text;
+    while (blank(*start)) ++start;
+    char *end = start + strlen(start);
+    while (end > start && blank(end[-1])) --end;
+    *end = '\0';
+    if (start != text) memmove(text, start, static_cast<size_t>(end - start) + 1);
+    return text;
+}
+
+int32_t zelSendAtCommand(const char *command, zelString **reply) {
+    if (command == nullptr || reply == nullptr) return 2;
+    zel::Reply r = zel::transact(kTag, zel::cmdf("%s\r\n", command));
+    if (!r) return 5;
+    *reply = zelAllocString(r.text(), r.length());
+    return *reply ? 0 : 5;
+}
+
+}  // extern "C"

@@ -1,0 +1,118 @@
+// The command engine: every wrapper of a command family is one line over it.
+//
+//   int32_t zelGetCSQ(zelString **out) { return textQuery(kTag, "AT+CSQ\r\n", "+CSQ: ", out); }
+//   int32_t zelCregSet(int32_t n) { return set(kTag, cmdf("AT+CREG=%d\r\n", n)); }
+//
+// The engine sends the command, applies the template's checks and log lines
+// (tagged with the family's source name and the wrapper's line) and judges
+// the reply by its shape.
+#ifndef ZEL_API_INTERNAL_H
+#define ZEL_API_INTERNAL_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "zelto_sdk.h"
+
+namespace zel {
+
+constexpr int32_t kDefaultTimeout = 15;
+constexpr size_t kCommandMax = 1024;
+
+// A command's text in a fixed buffer, with the seconds to wait for its reply.
+// A text that would not fit (with its terminating zero) leaves fits() false;
+// the engine then refuses it with 5 and sends nothing.
+class Command {
+public:
+    Command(const char *literal);  // NOLINT: implicit on purpose, for one-line wrappers
+    Command &timeout(int32_t seconds) {
+        timeout_ = seconds;
+        return *this;
+    }
+    bool fits() const { return len_ >= 0; }
+    const char *text() const { return buf_; }
+    int32_t length() const { return len_; }
+    int32_t timeoutSeconds() const { return timeout_; }
+
+private:
+    Command() = default;
+    friend Command cmdf(const char *format, ...);
+    char buf_[kCommandMax];
+    int32_t len_ = -1;
+    int32_t timeout_ = kDefaultTimeout;
+};
+
+// Formats a command like printf (decimal integers, text inserted as is).
+Command cmdf(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+// The ways a reply is judged and converted.
+enum class Shape {
+    Action,     // success iff "OK" anywhere
+    Set,        // the same, for formatted commands
+    IntQuery,   // prefix present; the integer after it
+    TextQuery,  // "OK" (and the prefix, if named); trimmed text up to the first "OK"
+    FixedText,  // prefix present; the `width` bytes after it, untrimmed
+};
+
+struct Request {
+    const char *tag;  // the family's source base name, for log lines
+    int line;         // the wrapper's line, for log lines
+    const Command *command;
+    Shape shape;
+    const char *prefix;  // NULL: none (text queries start at the reply's first byte)
+    int32_t *int_out;
+    zelString **text_out;
+    int32_t width;
+};
+
+// Runs one request through the whole template and returns its status.
+int32_t run(const Request &r);
+
+inline int32_t action(const char *tag, const Command &c, int line = __builtin_LINE()) {
+    return run({tag, line, &c, Shape::Action, nullptr, nullptr, nullptr, 0});
+}
+inline int32_t set(const char *tag, const Command &c, int line = __builtin_LINE()) {
+    return run({tag, line, &c, Shape::Set, nullptr, nullptr, nullptr, 0});
+}
+inline int32_t intQuery(const char *tag, const Command &c, const char *prefix, int32_t *out,
+                        int line = __builtin_LINE()) {
+    return run({tag, line, &c, Shape::IntQuery, prefix, out, nullptr, 0});
+}
+inline int32_t textQuery(const char *tag, const Command &c, const char *prefix, zelString **out,
+                         int line = __builtin_LINE()) {
+    return run({tag, line, &c, Shape::TextQuery, prefix, nullptr, out, 0});
+}
+inline int32_t fixedText(const char *tag, const Command &c, const char *prefix, int32_t width, zelString **out,
+                         int line = __builtin_LINE()) {
+    return run({tag, line, &c, Shape::FixedText, prefix, nullptr, out, width});
+}
+
+// A reply owned for the length of a custom wrapper; freed on every path.
+class Reply {
+public:
+    explicit Reply(zelString *s) : s_(s) {}
+    Reply(Reply &&o) : s_(o.s_) { o.s_ = nullptr; }
+    Reply(const Reply &) = delete;
+    Reply &operator=(const Reply &) = delete;
+    ~Reply() { zelFreeString(s_); }
+    explicit operator bool() const { return s_ != nullptr; }
+    const char *text() const { return s_->data; }
+    int32_t length() const { return s_->len; }
+    // First occurrence of `needle` at or after `from`, or NULL.
+    const char *find(const char *needle, const char *from = nullptr) const;
+
+private:
+    zelString *s_;
+};
+
+// Sends a command for a custom wrapper: a reply with at least one byte, or an
+// empty Reply after the template's log line ("ret == NULL", "ret->len <= 0",
+// or a refused over-long command).
+Reply transact(const char *tag, const Command &c, int line = __builtin_LINE());
+
+// Plain byte search over [hay, hay+len): first `needle`, or NULL.
+const char *findIn(const char *hay, size_t len, const char *needle);
+
+}  // namespace zel
+
+#endif
