@@ -4,6 +4,7 @@
 #define ZEL_TESTS_SUPPORT_H
 
 #include <gtest/gtest.h>
+#include <syslog.h>
 
 #include <mutex>
 #include <string>
