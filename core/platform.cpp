@@ -23,6 +23,8 @@ void sleepMicroseconds(uint64_t us) {
 
 int64_t secondsToMs(int32_t seconds) { return static_cast<int64_t>(seconds) * 1000; }
 
+void exitProcess(int status) { exit(status); }
+
 constexpr Platform kDefault = {
     "/tmp/zelto_unix_socket",
     "/tmp/ip_change_notify.sock",
@@ -37,6 +39,7 @@ constexpr Platform kDefault = {
     logClose,
     sleepMicroseconds,
     secondsToMs,
+    exitProcess,
 };
 
 }  // namespace

@@ -25,6 +25,8 @@ struct Platform {
     void (*sleep_us)(uint64_t microseconds);
     // Converts a command's timeout in seconds to the wait in milliseconds.
     int64_t (*reply_wait_ms)(int32_t seconds);
+    // Ends the process with the status (exit handlers run).
+    void (*exit_process)(int status);
 };
 
 extern Platform g_platform;

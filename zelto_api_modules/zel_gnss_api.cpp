@@ -36,12 +36,8 @@ const char kSnrPrefix[] = "+CGPSGFULLSNR: ";
 // Hands the caller a trimmed copy of [start, end); an empty or reversed span
 // hands back NULL and fails.
 int32_t takeSlice(const char *start, const char *end, zelString **out) {
-    zelString *s = zelAllocString(start, static_cast<int32_t>(end - start));
-    *out = s;
-    if (s == nullptr) return 5;
-    trim(s->data);
-    s->len = static_cast<int32_t>(strlen(s->data));
-    return 0;
+    *out = trimmedText(start, end);
+    return *out ? 0 : 5;
 }
 
 int32_t xtraStateQuery(const Command &command, const char *prefix, int32_t *state, int line = __builtin_LINE()) {
@@ -131,9 +127,8 @@ int32_t zelCGPSSNRGet(zelGnssSnrInfo *info) {
     const char *at = r.find(kSnrPrefix);
     if (at == nullptr) return 5;
     const char *start = at + strlen(kSnrPrefix);
-    zelString *body = zelAllocString(start, static_cast<int32_t>(ok - start));
+    zelString *body = trimmedText(start, ok);
     if (body == nullptr) return 5;
-    trim(body->data);
     int32_t status = parse_snr_result(body->data, info);
     zelFreeString(body);
     return status;

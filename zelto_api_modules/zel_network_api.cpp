@@ -17,16 +17,6 @@ constexpr int32_t kScanTimeout = 120;
 constexpr long kZoneMin = -48;
 constexpr long kZoneMax = 48;
 
-// A trimmed copy of [start, end), or NULL when the span is empty, reversed or
-// cannot be allocated.
-zelString *trimmedCopy(const char *start, const char *end) {
-    zelString *s = zelAllocString(start, static_cast<int32_t>(end - start));
-    if (s == nullptr) return nullptr;
-    trim(s->data);
-    s->len = static_cast<int32_t>(strlen(s->data));
-    return s;
-}
-
 bool isCopsMode(uint32_t mode) { return mode == 0 || mode == 1 || mode == 3; }
 
 bool isClckClass(uint32_t c) {
@@ -60,7 +50,7 @@ int32_t zelCGREGGet(zelString **out) {
         ZEL_LOG(LOG_INFO, "p1 is NULL, data: %s", r.text());
         return 5;
     }
-    zelString *greg = trimmedCopy(p1 + strlen(kPrefix), ok);
+    zelString *greg = trimmedText(p1 + strlen(kPrefix), ok);
     if (greg == nullptr) {
         ZEL_LOG(LOG_INFO, "greg is NULL, data: %s", r.text());
         return 5;
@@ -124,7 +114,7 @@ int32_t zelCopsScan(zelString **out) {
     const char *list = p1 + strlen(kPrefix);
     const char *ok = r.find("OK", list);
     if (ok == nullptr) return 5;
-    *out = trimmedCopy(list, ok);
+    *out = trimmedText(list, ok);
     return *out ? 0 : 5;
 }
 
@@ -201,7 +191,7 @@ int32_t zelCNTZGet(int32_t *quarters) {
         ZEL_LOG(LOG_ERR, "p1 is NULL, data: %s", r.text());
         return 5;
     }
-    zelString *zone = trimmedCopy(p1 + strlen(kPrefix), ok);
+    zelString *zone = trimmedText(p1 + strlen(kPrefix), ok);
     if (zone == nullptr) {
         ZEL_LOG(LOG_ERR, "netTimeZone is NULL, data: %s", r.text());
         return 5;

@@ -67,18 +67,13 @@ Reply transact(const char *tag, const Command &c, int line) {
     return Reply(ret);
 }
 
-namespace {
-
-int32_t takeText(const char *start, const char *end, zelString **out) {
+zelString *trimmedText(const char *start, const char *end) {
     zelString *s = zelAllocString(start, static_cast<int32_t>(end - start));
-    *out = s;
-    if (s == nullptr) return 5;
+    if (s == nullptr) return nullptr;
     trim(s->data);
     s->len = static_cast<int32_t>(strlen(s->data));
-    return 0;
+    return s;
 }
-
-}  // namespace
 
 int32_t run(const Request &r) {
     bool needs_int = r.shape == Shape::IntQuery;
@@ -103,7 +98,8 @@ int32_t run(const Request &r) {
             const char *ok = reply.find("OK");
             if (ok == nullptr) return 5;
             if (r.prefix && after_prefix == nullptr) return 5;
-            return takeText(r.prefix ? after_prefix : reply.text(), ok, r.text_out);
+            *r.text_out = trimmedText(r.prefix ? after_prefix : reply.text(), ok);
+            return *r.text_out ? 0 : 5;
         }
         case Shape::FixedText: {
             if (after_prefix == nullptr) return 5;
@@ -139,6 +135,28 @@ int32_t zelSendAtCommand(const char *command, zelString **reply) {
     if (!r) return 5;
     *reply = zelAllocString(r.text(), r.length());
     return *reply ? 0 : 5;
+}
+
+}  // extern "C"
+
+extern "C" {
+
+int32_t zelRegisterIPChanged(zelIPChangedCallback callback) {
+    if (callback == nullptr) return 5;
+    if (RegisterIPChangedEvent(callback) != 0) {
+        ZEL_LOG(LOG_ERR, "RegisterIPChangedEvent: failed to register");
+        return 5;
+    }
+    return 0;
+}
+
+int32_t zelRegisterNotification(zelNotificationCallback callback) {
+    if (callback == nullptr) return 5;
+    if (RegisterNotification(callback) != 0) {
+        ZEL_LOG(LOG_ERR, "RegisterNotification: failed to register");
+        return 5;
+    }
+    return 0;
 }
 
 }  // extern "C"

@@ -110,6 +110,10 @@ private:
 // or a refused over-long command).
 Reply transact(const char *tag, const Command &c, int line = __builtin_LINE());
 
+// A new record with the trimmed text of [start, end), `len` set to the
+// trimmed length; NULL when the span is empty or reversed, or on no memory.
+zelString *trimmedText(const char *start, const char *end);
+
 // Plain byte search over [hay, hay+len): first `needle`, or NULL.
 const char *findIn(const char *hay, size_t len, const char *needle);
 
