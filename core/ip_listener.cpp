@@ -1,0 +1,37 @@
+// IP-change listener: a detached thread on the IP-change socket that passes
+// each received text to every registered callback.
+#include "listener.h"
+
+namespace {
+
+zel::CallbackRegistry<zelIPChangedCallback> g_registry;
+
+void *ip_listener_loop(void *) {
+    char text[256];
+    for (;;) {
+        int fd = zel::connectListener(&zel::Platform::ip_socket);
+        if (fd < 0) return nullptr;
+        size_t n;
+        while ((n = zel::receiveEvent(fd, text, sizeof text - 1)) > 0) {
+            text[n] = '\0';
+            zelto_sdk_log(LOG_INFO, "Received notification: %s\n", text);
+            g_registry.callAll(static_cast<const char *>(text), "Calling func_id: %d");
+        }
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t init_ip_listener_thread(void) {
+    if (zel::startDetached(ip_listener_loop, "sdk_init_ip_listener_thread") != 0) {
+        zelto_sdk_log(LOG_ERR, "pthread_create: failed");
+        return -1;
+    }
+    return 0;
+}
+
+int32_t RegisterIPChangedEvent(zelIPChangedCallback callback) { return g_registry.add(callback); }
+
+}  // extern "C"

@@ -1,0 +1,129 @@
+// Shared by the two event listeners: the callback registry, connecting with a
+// pause between attempts, and the end of a connection. The listener messages
+// carry no "<source>:<line>: " prefix.
+#ifndef ZEL_CORE_LISTENER_H
+#define ZEL_CORE_LISTENER_H
+
+#include <errno.h>
+#include <pthread.h>
+#include <stdint.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/types.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "platform.h"
+#include "zelto_sdk.h"
+
+namespace zel {
+
+constexpr uint64_t kListenerRetryUs = 2000000;
+
+// Ten slots filled in registration order and never emptied; duplicates and
+// null entries are kept (null ones are skipped when calling). Callbacks run
+// with the lock held. Constant-initialised, so usable before any thread runs.
+template <typename Callback>
+struct CallbackRegistry {
+    static constexpr int32_t kSlots = 10;
+    pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
+    Callback slots[kSlots] = {};
+    std::atomic<int32_t> count{0};
+
+    // 0, or -1 when every slot is used.
+    int32_t add(Callback callback) {
+        pthread_mutex_lock(&lock);
+        int32_t result = -1;
+        int32_t used = count.load();
+        if (used < kSlots) {
+            slots[used] = callback;
+            count.store(used + 1);
+            zelto_sdk_log(LOG_DEBUG, "Callback registered. Total callbacks: %d", used + 1);
+            result = 0;
+        } else {
+            zelto_sdk_log(LOG_DEBUG, "Max callbacks reached, unable to register");
+        }
+        pthread_mutex_unlock(&lock);
+        return result;
+    }
+
+    // Calls every slot in order; `calling` is the per-call trace format.
+    template <typename Arg>
+    void callAll(Arg arg, const char *calling) {
+        zelto_sdk_log(LOG_DEBUG, "Entering, number client: %d", count.load());
+        pthread_mutex_lock(&lock);
+        for (int32_t i = 0; i < count.load(); ++i) {
+            if (slots[i] == nullptr) continue;
+            zelto_sdk_log(LOG_DEBUG, calling, i);
+            slots[i](arg);
+        }
+        pthread_mutex_unlock(&lock);
+        zelto_sdk_log(LOG_DEBUG, "Leaving");
+    }
+};
+
+// A stream socket connected to the path that `g_platform.*path` names,
+// retrying every 2 s until the server accepts. When no socket can be made the
+// process ends with status 1 (-1 comes back only if the exit hook returns).
+inline int connectListener(const char *Platform::*path) {
+    for (;;) {
+        int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (fd < 0) {
+            g_platform.exit_process(1);
+            return -1;
+        }
+        const char *where = g_platform.*path;
+        struct sockaddr_un addr;
+        memset(&addr, 0, sizeof addr);
+        addr.sun_family = AF_UNIX;
+        if (where != nullptr && strlen(where) < sizeof addr.sun_path) {
+            memcpy(addr.sun_path, where, strlen(where));
+            if (connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr) == 0) {
+                zelto_sdk_log(LOG_INFO, "Connected to server at %s\n", where);
+                return fd;
+            }
+        }
+        close(fd);
+        g_platform.sleep_us(kListenerRetryUs);
+    }
+}
+
+// Receives up to `size` bytes and returns their count. A closed connection or
+// a receive error gives 0, after logging it, closing `fd` and pausing 2 s.
+inline size_t receiveEvent(int fd, void *buffer, size_t size) {
+    ssize_t n;
+    do {
+        n = recv(fd, buffer, size, 0);
+    } while (n < 0 && errno == EINTR);
+    if (n > 0) return static_cast<size_t>(n);
+    if (n == 0) {
+        zelto_sdk_log(LOG_INFO, "Server closed the connection\n");
+    } else {
+        zelto_sdk_log(LOG_ERR, "Error in receiving");
+    }
+    close(fd);
+    g_platform.sleep_us(kListenerRetryUs);
+    return 0;
+}
+
+// Starts `body` on a detached thread: 0, or pthread_create's error.
+inline int startDetached(void *(*body)(void *), const char *name) {
+    pthread_attr_t attr;
+    pthread_attr_init(&attr);
+    pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
+    pthread_t thread;
+    int rc = pthread_create(&thread, &attr, body, nullptr);
+    pthread_attr_destroy(&attr);
+    if (rc != 0) return rc;
+    // Names over 15 characters are refused before the thread is looked at;
+    // the thread then keeps its inherited name.
+    pthread_setname_np(thread, name);
+    return 0;
+}
+
+}  // namespace zel
+
+#endif
