@@ -1,115 +1,22 @@
 // GNSS commands against the fake server: one table for the command bytes,
 // timeouts and reply shapes of every function, then the custom replies (NMEA
 // slice, XTRA state digit, signal-to-noise summary) and the argument checks.
-#include <gtest/gtest.h>
-
 #include <locale.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "test_support.h"
-#include "zelto_api_modules/zelto_sdk_internal.h"
-
-namespace zel {
-int32_t xtraStateDigit(const char *text, int32_t len, const char *prefix, int32_t *state);
-}
-
-using namespace zeltest;
+#include "family_table.h"
+#include "zelto_api_modules/zel_gnss_internal.h"
 
 namespace {
 
-const char kTag[] = "zel_gnss_api";
-constexpr int32_t kUntouched = -777;
-const char kOther[] = "\r\n+XYZ: 9\r\n\r\nOK\r\n";  // an answer without any prefix of the family
-
-enum class Kind {
-    Act,         // action or set shape
-    Int,         // integer after the prefix, no "OK" needed
-    Text,        // text after the prefix up to the first "OK"
-    Raw,         // text from the reply start up to the first "OK"
-    RawCleared,  // the same, output cleared once a reply is in hand
-    Custom,      // reply handling tested on its own below
-};
-
-using Call = int32_t (*)(int32_t *value, zelString **text);
-
-struct Row {
-    const char *fn;
-    Kind kind;
-    Call call;
-    std::string sent;
-    std::string line;    // the modem's information line in a good reply
-    std::string prefix;  // Int and Text: the response prefix
-    int32_t value;       // Int: the number in `line`
-    std::string text;    // Text and Raw: what a good reply hands back
-    int32_t timeout;
-};
-
-struct Expect {
-    const char *what;
-    std::string reply;
-    int32_t status;
-    int32_t value;
-    std::string text;  // "<kept>": untouched, "<null>": set to NULL
-};
-
-std::vector<Expect> expectations(const Row &r) {
-    const std::string good = "\r\n" + r.line + "\r\n\r\nOK\r\n";
-    const std::string no_ok = "\r\n" + r.line + "\r\n\r\nERROR\r\n";
-    switch (r.kind) {
-        case Kind::Act:
-            return {{"ok", "\r\nOK\r\n", 0, kUntouched, "<kept>"},
-                    {"error", "\r\nERROR\r\n", 5, kUntouched, "<kept>"},
-                    {"cme error", "\r\n+CME ERROR: 3\r\n", 5, kUntouched, "<kept>"}};
-        case Kind::Int:
-            return {{"good", good, 0, r.value, "<kept>"},
-                    {"no ok", no_ok, 0, r.value, "<kept>"},
-                    {"no prefix", kOther, 5, kUntouched, "<kept>"},
-                    {"empty", "\r\n" + r.prefix + "\r\n\r\nOK\r\n", 0, 0, "<kept>"}};
-        case Kind::Text:
-            return {{"good", good, 0, kUntouched, r.text},
-                    {"no ok", no_ok, 5, kUntouched, "<null>"},
-                    {"no prefix", kOther, 5, kUntouched, "<null>"},
-                    {"empty", "\r\n" + r.prefix + "OK\r\n\r\nOK\r\n", 5, kUntouched, "<null>"}};
-        case Kind::Raw:
-        case Kind::RawCleared:
-            return {{"good", good, 0, kUntouched, r.text},
-                    {"no ok", no_ok, 5, kUntouched, r.kind == Kind::Raw ? "<kept>" : "<null>"},
-                    {"other line", kOther, 0, kUntouched, "+XYZ: 9"},
-                    {"empty", "OK\r\n\r\nOK\r\n", 5, kUntouched, "<null>"}};
-        case Kind::Custom:
-            return {};
-    }
-    return {};
-}
-
-struct Outcome {
-    int32_t status;
-    int32_t value;
-    std::string text;
-};
-
-bool onlyOurLogLineIsNoReply(LogCapture &log, const std::string &tag) {
-    bool found = false;
-    for (const LogLine &l : log.lines()) {
-        if (l.text.compare(0, tag.size() + 1, tag + ":") != 0) continue;
-        size_t colon = l.text.find(": ", tag.size() + 1);
-        if (colon == std::string::npos) return false;
-        std::string line = l.text.substr(tag.size() + 1, colon - tag.size() - 1);
-        bool numbered = !line.empty() && line.find_first_not_of("0123456789") == std::string::npos;
-        if (!numbered || l.priority != LOG_ERR || l.text.substr(colon) != ": ret == NULL\n\n") return false;
-        found = true;
-    }
-    return found;
-}
+using namespace zeltest;
 
 // Keeps bytes right before an unreadable page: a read past them faults.
 class GuardedBytes {
@@ -132,170 +39,65 @@ private:
     char *data_;
 };
 
-class Gnss : public LinkTest {
-protected:
-    // Runs one call against `reply` ("" for silence) and records its outputs.
-    Outcome invoke(Call call, const std::string &reply) {
-        server->clearRecord();
-        log.clear();
-        if (!reply.empty()) server->reply(reply);
-        zelString kept = {const_cast<char *>("kept"), 4};
-        zelString *out = &kept;
-        Outcome o;
-        o.value = kUntouched;
-        o.status = call(&o.value, &out);
-        o.text = out == &kept ? "<kept>" : out ? std::string(out->data, static_cast<size_t>(out->len)) : "<null>";
-        if (out != nullptr && out != &kept) {
-            EXPECT_EQ(strlen(out->data), static_cast<size_t>(out->len));
-            zelFreeString(out);
-        }
-        return o;
-    }
-
-    std::string sent(size_t expected_size) {
-        waitUntil([&] { return server->received().size() >= expected_size; }, 1000);
-        return server->received();
-    }
-
-    bool nothingSent() {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        return server->received().empty();
-    }
-
-    void runTable(const std::vector<Row> &rows) {
-        for (const Row &r : rows) {
-            SCOPED_TRACE(r.fn);
-            std::vector<Expect> cases = expectations(r);
-            if (r.kind == Kind::Custom) cases.push_back({"any", "\r\nOK\r\n", -1, 0, ""});
-            for (const Expect &e : cases) {
-                SCOPED_TRACE(e.what);
-                Outcome o = invoke(r.call, e.reply);
-                EXPECT_EQ(sent(r.sent.size()), r.sent);
-                EXPECT_EQ(lastTimeout(), r.timeout);
-                EXPECT_EQ(log.count(std::string(kTag) + ":"), 0);
-                if (e.status < 0) continue;
-                EXPECT_EQ(o.status, e.status);
-                EXPECT_EQ(o.value, e.value);
-                EXPECT_EQ(o.text, e.text);
-            }
-            setWaitMs(30);
-            Outcome o = invoke(r.call, "");
-            setWaitMs(-1);
-            EXPECT_EQ(o.status, 5) << "no reply";
-            EXPECT_EQ(o.value, kUntouched) << "no reply";
-            EXPECT_EQ(o.text, "<kept>") << "no reply";
-            EXPECT_EQ(sent(r.sent.size()), r.sent) << "no reply";
-            EXPECT_TRUE(onlyOurLogLineIsNoReply(log, kTag)) << "no reply";
-        }
-    }
-};
-
-TEST_F(Gnss, EveryFunctionSendsItsCommandAndJudgesItsReply) {
-    const std::vector<Row> rows = {
-        {"zelGnssSetEnGps", Kind::Act, [](int32_t *, zelString **) { return zelGnssSetEnGps(-1); },
-         "AT+CGPS=-1\r\n", "", "", 0, "", 15},
-        {"zelGnssGetEnGps", Kind::Int, [](int32_t *v, zelString **) { return zelGnssGetEnGps(v); },
-         "AT+CGPS?\r\n", "+CGPS: 1", "+CGPS: ", 1, "", 15},
-        {"zelGnssResetGps", Kind::Act, [](int32_t *, zelString **) { return zelGnssResetGps(); },
-         "AT+CGPSRST\r\n", "", "", 0, "", 15},
-        {"zelGnssSetOutPort", Kind::Act, [](int32_t *, zelString **) { return zelGnssSetOutPort(3); },
-         "AT+GPSPORT=3\r\n", "", "", 0, "", 15},
-        {"zelGnssGetOutPort", Kind::Int, [](int32_t *v, zelString **) { return zelGnssGetOutPort(v); },
-         "AT+GPSPORT?\r\n", "+GPSPORT: 2", "+GPSPORT: ", 2, "", 15},
-        {"zelGnssGetPos", Kind::Custom, [](int32_t *, zelString **s) { return zelGnssGetPos(-4, s); },
-         "AT+CGPSGPOS=-4\r\n", "", "", 0, "", 15},
-        {"zelGetCGPSGLAT", Kind::Raw, [](int32_t *, zelString **s) { return zelGetCGPSGLAT(s); },
-         "AT+CGPSGLAT\r\n", "+CGPSGLAT: 31.230416", "", 0, "+CGPSGLAT: 31.230416", 15},
-        {"zelGetCGPSGLON", Kind::Raw, [](int32_t *, zelString **s) { return zelGetCGPSGLON(s); },
-         "AT+CGPSGLON\r\n", "+CGPSGLON: 121.473701", "", 0, "+CGPSGLON: 121.473701", 15},
-        {"zelGetCGPSGALT", Kind::Raw, [](int32_t *, zelString **s) { return zelGetCGPSGALT(s); },
-         "AT+CGPSGALT\r\n", "+CGPSGALT: 12.5", "", 0, "+CGPSGALT: 12.5", 15},
-        {"zelCGPSHOTGet", Kind::Act, [](int32_t *, zelString **) { return zelCGPSHOTGet(); },
-         "AT+CGPSHOT\r\n", "", "", 0, "", 15},
-        {"zelCGPSWARMGet", Kind::Act, [](int32_t *, zelString **) { return zelCGPSWARMGet(); },
-         "AT+CGPSWARM\r\n", "", "", 0, "", 15},
-        {"zelCGPSCOLDGet", Kind::Act, [](int32_t *, zelString **) { return zelCGPSCOLDGet(); },
-         "AT+CGPSCOLD\r\n", "", "", 0, "", 15},
-        {"zelCGPSNSATGet", Kind::Raw, [](int32_t *, zelString **s) { return zelCGPSNSATGet(7, s); },
-         "AT+CGPSNSAT=7\r\n", "+CGPSNSAT: 7,12\r\n+CGPSNSAT: 8,3", "", 0, "+CGPSNSAT: 7,12\r\n+CGPSNSAT: 8,3", 15},
-        {"zelGpsInjectXtraTimeSet", Kind::Act, [](int32_t *, zelString **) { return zelGpsInjectXtraTimeSet(); },
-         "AT+CGPSXTRATIME\r\n", "", "", 0, "", 15},
-        {"zelGpsInjectXtraTimeGet", Kind::Custom,
-         [](int32_t *v, zelString **) { return zelGpsInjectXtraTimeGet(v); }, "AT+CGPSXTRATIME?\r\n", "", "", 0,
-         "", 15},
-        {"zelGpsInjectXtraDataSet(path)", Kind::Act,
-         [](int32_t *, zelString **) { return zelGpsInjectXtraDataSet("/data/xtra2.bin"); },
-         "AT+CGPSXTRADATA=/data/xtra2.bin\r\n", "", "", 0, "", 22},
-        {"zelGpsInjectXtraDataSet(NULL)", Kind::Act,
-         [](int32_t *, zelString **) { return zelGpsInjectXtraDataSet(nullptr); }, "AT+CGPSXTRADATA\r\n", "", "",
-         0, "", 22},
-        {"zelGpsInjectXtraDataGet", Kind::Custom,
-         [](int32_t *v, zelString **) { return zelGpsInjectXtraDataGet(v); }, "AT+CGPSXTRADATA?\r\n", "", "", 0,
-         "", 15},
-        {"zelCgpsCfgSet", Kind::Act, [](int32_t *, zelString **) { return zelCgpsCfgSet(4, -2); },
-         "AT+CGPSCFG=4,-2\r\n", "", "", 0, "", 15},
-        {"zelCgpsCfgGet", Kind::RawCleared, [](int32_t *, zelString **s) { return zelCgpsCfgGet(s); },
-         "AT+CGPSCFG?\r\n", "+CGPSCFG: 0,1\r\n+CGPSCFG: 1,0", "", 0, "+CGPSCFG: 0,1\r\n+CGPSCFG: 1,0", 15},
-        {"zelCgpsAgnsssvSet", Kind::Act, [](int32_t *, zelString **) { return zelCgpsAgnsssvSet(5, -6); },
-         "AT+CGPSAGNSSSV=5,-6\r\n", "", "", 0, "", 15},
-        {"zelCgpsAgnsssvGet", Kind::Text, [](int32_t *, zelString **s) { return zelCgpsAgnsssvGet(s); },
-         "AT+CGPSAGNSSSV?\r\n", "+CGPSAGNSSSV: 1,3", "+CGPSAGNSSSV: ", 0, "1,3", 15},
-        {"zelCgpsAgnssURL", Kind::Raw, [](int32_t *, zelString **s) { return zelCgpsAgnssURL(s); },
-         "AT+CGPSAGNSSURL?\r\n", "+CGPSAGNSSURL: supl.example.net:7275", "", 0,
-         "+CGPSAGNSSURL: supl.example.net:7275", 15},
-        {"zelCGPSTimestampGet", Kind::Raw, [](int32_t *, zelString **s) { return zelCGPSTimestampGet(s); },
-         "AT+CGPSGTIMEST\r\n", "+CGPSGTIMEST: 1700000000", "", 0, "+CGPSGTIMEST: 1700000000", 15},
-        {"zelCGPSStatusGet", Kind::Int, [](int32_t *v, zelString **) { return zelCGPSStatusGet(v); },
-         "AT+CGPSSTATUS?\r\n", "+CGPSSTATUS: -3", "+CGPSSTATUS: ", -3, "", 15},
-        {"zelCGPSSNRGet", Kind::Custom,
-         [](int32_t *, zelString **) {
-             zelGnssSnrInfo info{};
-             return zelCGPSSNRGet(&info);
-         },
-         "AT+CGPSGFULLSNR\r\n", "", "", 0, "", 15},
-    };
-    runTable(rows);
+TEST_F(FamilyTest, EveryFunctionSendsItsCommandAndJudgesItsReply) {
+    checkTable("zel_gnss_api", {
+        okRow("zelGnssSetEnGps", "AT+CGPS=-1\r\n", [] { return zelGnssSetEnGps(-1); }),
+        intRow("zelGnssGetEnGps", "AT+CGPS?\r\n", "+CGPS: ", zelGnssGetEnGps, "+CGPS: 1", 1),
+        okRow("zelGnssResetGps", "AT+CGPSRST\r\n", zelGnssResetGps),
+        okRow("zelGnssSetOutPort", "AT+GPSPORT=3\r\n", [] { return zelGnssSetOutPort(3); }),
+        intRow("zelGnssGetOutPort", "AT+GPSPORT?\r\n", "+GPSPORT: ", zelGnssGetOutPort, "+GPSPORT: 2", 2),
+        customRow("zelGnssGetPos", "AT+CGPSGPOS=-4\r\n", [](zelString **s) { return zelGnssGetPos(-4, s); }),
+        plainRow("zelGetCGPSGLAT", "AT+CGPSGLAT\r\n", zelGetCGPSGLAT, "+CGPSGLAT: 31.230416"),
+        plainRow("zelGetCGPSGLON", "AT+CGPSGLON\r\n", zelGetCGPSGLON, "+CGPSGLON: 121.473701"),
+        plainRow("zelGetCGPSGALT", "AT+CGPSGALT\r\n", zelGetCGPSGALT, "+CGPSGALT: 12.5"),
+        okRow("zelCGPSHOTGet", "AT+CGPSHOT\r\n", zelCGPSHOTGet),
+        okRow("zelCGPSWARMGet", "AT+CGPSWARM\r\n", zelCGPSWARMGet),
+        okRow("zelCGPSCOLDGet", "AT+CGPSCOLD\r\n", zelCGPSCOLDGet),
+        plainRow("zelCGPSNSATGet", "AT+CGPSNSAT=7\r\n", [](zelString **s) { return zelCGPSNSATGet(7, s); },
+                 "+CGPSNSAT: 7,12\r\n+CGPSNSAT: 8,3"),
+        okRow("zelGpsInjectXtraTimeSet", "AT+CGPSXTRATIME\r\n", zelGpsInjectXtraTimeSet),
+        customRow("zelGpsInjectXtraTimeGet", "AT+CGPSXTRATIME?\r\n", zelGpsInjectXtraTimeGet),
+        okRow("zelGpsInjectXtraDataSet(path)", "AT+CGPSXTRADATA=/data/xtra2.bin\r\n",
+              [] { return zelGpsInjectXtraDataSet("/data/xtra2.bin"); }).wait(22),
+        okRow("zelGpsInjectXtraDataSet(NULL)", "AT+CGPSXTRADATA\r\n", [] { return zelGpsInjectXtraDataSet(nullptr); })
+            .wait(22),
+        customRow("zelGpsInjectXtraDataGet", "AT+CGPSXTRADATA?\r\n", zelGpsInjectXtraDataGet),
+        okRow("zelCgpsCfgSet", "AT+CGPSCFG=4,-2\r\n", [] { return zelCgpsCfgSet(4, -2); }),
+        plainRow("zelCgpsCfgGet", "AT+CGPSCFG?\r\n", zelCgpsCfgGet, "+CGPSCFG: 0,1\r\n+CGPSCFG: 1,0", true),
+        okRow("zelCgpsAgnsssvSet", "AT+CGPSAGNSSSV=5,-6\r\n", [] { return zelCgpsAgnsssvSet(5, -6); }),
+        textRow("zelCgpsAgnsssvGet", "AT+CGPSAGNSSSV?\r\n", "+CGPSAGNSSSV: ", zelCgpsAgnsssvGet, "1,3"),
+        plainRow("zelCgpsAgnssURL", "AT+CGPSAGNSSURL?\r\n", zelCgpsAgnssURL, "+CGPSAGNSSURL: supl.example.net:7275"),
+        plainRow("zelCGPSTimestampGet", "AT+CGPSGTIMEST\r\n", zelCGPSTimestampGet, "+CGPSGTIMEST: 1700000000"),
+        intRow("zelCGPSStatusGet", "AT+CGPSSTATUS?\r\n", "+CGPSSTATUS: ", zelCGPSStatusGet, "+CGPSSTATUS: -3", -3),
+        customRow("zelCGPSSNRGet", "AT+CGPSGFULLSNR\r\n", [] {
+            zelGnssSnrInfo info{};
+            return zelCGPSSNRGet(&info);
+        }),
+    });
 }
 
-TEST_F(Gnss, PositionIsTheNmeaTextFromTheFirstDollarToTheFirstOk) {
-    const Expect cases[] = {
-        {"sentences", "\r\n$GPGGA,1*5A\r\n$GPRMC,2*6B\r\n\r\nOK\r\n", 0, kUntouched, "$GPGGA,1*5A\r\n$GPRMC,2*6B"},
-        {"text before", "\r\n+CGPSGPOS: 1\r\n$GPGSV,3\r\n\r\nOK\r\n", 0, kUntouched, "$GPGSV,3"},
-        {"dollar alone", "\r\n$\r\n\r\nOK\r\n", 0, kUntouched, "$"},
-        {"no ok", "\r\n$GPGGA,1\r\n\r\nERROR\r\n", 5, kUntouched, "<kept>"},
-        {"no dollar", "\r\n+CGPSGPOS: none\r\n\r\nOK\r\n", 5, kUntouched, "<kept>"},
-        {"dollar after ok", "\r\n+NOTE: OK $GPGGA\r\n\r\nOK\r\n", 5, kUntouched, "<null>"},
-    };
-    for (const Expect &e : cases) {
-        Outcome o = invoke([](int32_t *, zelString **s) { return zelGnssGetPos(1, s); }, e.reply);
-        EXPECT_EQ(o.status, e.status) << e.what;
-        EXPECT_EQ(o.text, e.text) << e.what;
-    }
+TEST_F(FamilyTest, PositionIsTheNmeaTextFromTheFirstDollarToTheFirstOk) {
+    expectReplies([](zelString **s) { return zelGnssGetPos(1, s); }, {
+        {"\r\n$GPGGA,1*5A\r\n$GPRMC,2*6B\r\n\r\nOK\r\n", 0, "$GPGGA,1*5A\r\n$GPRMC,2*6B"},
+        {"\r\n+CGPSGPOS: 1\r\n$GPGSV,3\r\n\r\nOK\r\n", 0, "$GPGSV,3"},  // text before
+        {"\r\n$\r\n\r\nOK\r\n", 0, "$"},
+        {"\r\n$GPGGA,1\r\n\r\nERROR\r\n", 5, kKept},
+        {"\r\n+CGPSGPOS: none\r\n\r\nOK\r\n", 5, kKept},  // no dollar
+        {"\r\n+NOTE: OK $GPGGA\r\n\r\nOK\r\n", 5, kNull},  // dollar after OK
+    });
 }
 
-TEST_F(Gnss, XtraStateIsTheCharacterAfterItsPrefix) {
-    struct Case {
-        Call call;
-        std::string reply;
-        int32_t status, value;
-    } cases[] = {
-        {[](int32_t *v, zelString **) { return zelGpsInjectXtraTimeGet(v); }, "\r\n+CGPSXTRATIME: 1\r\n\r\nOK\r\n", 0,
-         1},
-        {[](int32_t *v, zelString **) { return zelGpsInjectXtraTimeGet(v); }, "\r\n+CGPSXTRATIME: 0\r\n\r\nERROR\r\n",
-         0, 0},
-        {[](int32_t *v, zelString **) { return zelGpsInjectXtraTimeGet(v); }, "\r\n+CGPSXTRADATA: 1\r\n\r\nOK\r\n", 5,
-         kUntouched},
-        {[](int32_t *v, zelString **) { return zelGpsInjectXtraDataGet(v); }, "\r\n+CGPSXTRADATA: 2\r\n\r\nOK\r\n", 0,
-         2},
-        {[](int32_t *v, zelString **) { return zelGpsInjectXtraDataGet(v); }, "\r\n+CGPSXTRATIME: 1\r\n\r\nOK\r\n", 5,
-         kUntouched},
-        {[](int32_t *v, zelString **) { return zelGpsInjectXtraDataGet(v); }, "\r\nOK\r\n", 5, kUntouched},
-    };
-    for (const Case &c : cases) {
-        Outcome o = invoke(c.call, c.reply);
-        EXPECT_EQ(o.status, c.status) << c.reply;
-        EXPECT_EQ(o.value, c.value) << c.reply;
-    }
+TEST_F(FamilyTest, XtraStateIsTheCharacterAfterItsPrefix) {
+    expectReplies(zelGpsInjectXtraTimeGet, {
+        {"\r\n+CGPSXTRATIME: 1\r\n\r\nOK\r\n", 0, "1"},
+        {"\r\n+CGPSXTRATIME: 0\r\n\r\nERROR\r\n", 0, "0"},
+        {"\r\n+CGPSXTRADATA: 1\r\n\r\nOK\r\n", 5, kKept},
+    });
+    expectReplies(zelGpsInjectXtraDataGet, {
+        {"\r\n+CGPSXTRADATA: 2\r\n\r\nOK\r\n", 0, "2"},
+        {"\r\n+CGPSXTRATIME: 1\r\n\r\nOK\r\n", 5, kKept},
+        {"\r\nOK\r\n", 5, kKept},
+    });
 }
 
 TEST(XtraStateDigit, ReadsOneCharacterAndNeverPastTheText) {
@@ -305,27 +107,27 @@ TEST(XtraStateDigit, ReadsOneCharacterAndNeverPastTheText) {
         int32_t status, value;
     } cases[] = {
         {"+CGPSXTRATIME: 1", 0, 1},           // the digit is the last byte
-        {"+CGPSXTRATIME: ", 5, kUntouched},   // the prefix ends the text
-        {"\r\n+CGPSXTRATIME: ", 5, kUntouched},
+        {"+CGPSXTRATIME: ", 5, kUnset},   // the prefix ends the text
+        {"\r\n+CGPSXTRATIME: ", 5, kUnset},
         {"+CGPSXTRATIME: 9\r\n\r\nOK\r\n", 0, 9},
         {"+CGPSXTRATIME: x", 0, 'x' - '0'},   // not checked for being a digit
-        {"+CGPSXTRATIME:1", 5, kUntouched},   // the blank belongs to the prefix
-        {"", 5, kUntouched},
+        {"+CGPSXTRATIME:1", 5, kUnset},   // the blank belongs to the prefix
+        {"", 5, kUnset},
     };
     for (const Case &c : cases) {
         GuardedBytes g(c.text);
-        int32_t v = kUntouched;
+        int32_t v = kUnset;
         EXPECT_EQ(zel::xtraStateDigit(g.data(), static_cast<int32_t>(c.text.size()), kPrefix, &v), c.status)
             << c.text;
         EXPECT_EQ(v, c.value) << c.text;
     }
     // The length bounds the text, not its terminating zero.
-    int32_t v = kUntouched;
+    int32_t v = kUnset;
     EXPECT_EQ(zel::xtraStateDigit("+CGPSXTRATIME: 7", 15, kPrefix, &v), 5);
-    EXPECT_EQ(v, kUntouched);
+    EXPECT_EQ(v, kUnset);
 }
 
-TEST_F(Gnss, SnrReplyIsSlicedBetweenPrefixAndOkAndParsed) {
+TEST_F(FamilyTest, SnrReplyIsSlicedBetweenPrefixAndOkAndParsed) {
     struct Case {
         std::string reply;
         int32_t status;
@@ -410,42 +212,26 @@ TEST(ParseSnr, RealNumberIgnoresTheApplicationsLocale) {
     EXPECT_DOUBLE_EQ(got.field4, 41.75);
 }
 
-TEST_F(Gnss, ArgumentChecksSendNothing) {
-    setWaitMs(30);
-    struct Case {
-        const char *what;
-        Call call;
-        int32_t status;
-    } cases[] = {
-        {"cfg item 5", [](int32_t *, zelString **) { return zelCgpsCfgSet(5, 1); }, 1},
-        {"cfg item -1", [](int32_t *, zelString **) { return zelCgpsCfgSet(static_cast<uint32_t>(-1), 1); }, 1},
-        {"cfg item 2^31", [](int32_t *, zelString **) { return zelCgpsCfgSet(0x80000000u, 1); }, 1},
-        {"EnGps NULL", [](int32_t *, zelString **) { return zelGnssGetEnGps(nullptr); }, 5},
-        {"OutPort NULL", [](int32_t *, zelString **) { return zelGnssGetOutPort(nullptr); }, 5},
-        {"Status NULL", [](int32_t *, zelString **) { return zelCGPSStatusGet(nullptr); }, 5},
-        {"XtraTime NULL", [](int32_t *, zelString **) { return zelGpsInjectXtraTimeGet(nullptr); }, 5},
-        {"XtraData NULL", [](int32_t *, zelString **) { return zelGpsInjectXtraDataGet(nullptr); }, 5},
-        {"Pos NULL", [](int32_t *, zelString **) { return zelGnssGetPos(1, nullptr); }, 5},
-        {"GLAT NULL", [](int32_t *, zelString **) { return zelGetCGPSGLAT(nullptr); }, 5},
-        {"Cfg NULL", [](int32_t *, zelString **) { return zelCgpsCfgGet(nullptr); }, 5},
-        {"Agnsssv NULL", [](int32_t *, zelString **) { return zelCgpsAgnsssvGet(nullptr); }, 5},
-        {"xtra data 1006 bytes",
-         [](int32_t *, zelString **) { return zelGpsInjectXtraDataSet(std::string(1006, 'x').c_str()); }, 5},
-    };
-    for (const Case &c : cases) {
-        server->clearRecord();
-        EXPECT_EQ(c.call(nullptr, nullptr), c.status) << c.what;
-        EXPECT_TRUE(nothingSent()) << c.what;
-    }
-}
-
-TEST_F(Gnss, XtraDataFillsTheCommandBufferExactly) {
+TEST_F(FamilyTest, ArgumentChecksSendNothing) {
+    checkRefusals({
+        {"cfg item 5", [] { return zelCgpsCfgSet(5, 1); }, 1},
+        {"cfg item -1", [] { return zelCgpsCfgSet(kNeg, 1); }, 1},
+        {"cfg item 2^31", [] { return zelCgpsCfgSet(0x80000000u, 1); }, 1},
+        {"EnGps NULL", [] { return zelGnssGetEnGps(nullptr); }, 5},
+        {"OutPort NULL", [] { return zelGnssGetOutPort(nullptr); }, 5},
+        {"Status NULL", [] { return zelCGPSStatusGet(nullptr); }, 5},
+        {"XtraTime NULL", [] { return zelGpsInjectXtraTimeGet(nullptr); }, 5},
+        {"XtraData NULL", [] { return zelGpsInjectXtraDataGet(nullptr); }, 5},
+        {"Pos NULL", [] { return zelGnssGetPos(1, nullptr); }, 5},
+        {"GLAT NULL", [] { return zelGetCGPSGLAT(nullptr); }, 5},
+        {"Cfg NULL", [] { return zelCgpsCfgGet(nullptr); }, 5},
+        {"Agnsssv NULL", [] { return zelCgpsAgnsssvGet(nullptr); }, 5},
+        {"xtra data 1006 bytes", [] { return zelGpsInjectXtraDataSet(std::string(1006, 'x').c_str()); }, 5},
+    });
     // "AT+CGPSXTRADATA=", 1005 bytes of data and "\r\n" make 1023 characters.
-    server->reply("\r\nOK\r\n");
-    EXPECT_EQ(zelGpsInjectXtraDataSet(std::string(1005, 'd').c_str()), 0);
-    ASSERT_EQ(server->commands().size(), 1u);
-    EXPECT_EQ(server->commands()[0], "AT+CGPSXTRADATA=" + std::string(1005, 'd') + "\r\n");
-    EXPECT_EQ(lastTimeout(), 22);
+    const std::string data(1005, 'd');
+    checkSent({{"xtra data 1005 bytes", [&] { return zelGpsInjectXtraDataSet(data.c_str()); },
+                "AT+CGPSXTRADATA=" + data + "\r\n", 22}});
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "zel_gnss_internal.h"
 #include "zelto_sdk_internal.h"
 
 using namespace zel;
