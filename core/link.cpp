@@ -85,20 +85,19 @@ void appendReply(const Cut &cut) {
     pthread_mutex_unlock(&q->mutex);
 }
 
-void deliver(const Cut &cut, const char *burst, long burst_len) {
+// `burst` is the text of the read that completed the reply ("" when the end
+// of a burst did).
+void deliver(const Cut &cut, const char *burst) {
     ZEL_LOG(LOG_DEBUG, "Received partial_len: -->'%d,%d' <---\n", cut.previous_partial, cut.len);
     ZEL_LOG(LOG_DEBUG, "Received data: -->'%d:%s'<---\n", cut.len - cut.previous_partial, burst);
-    (void)burst_len;
     appendReply(cut);
 }
 
 void endBurst() {
     Cut cut;
-    const char *const *table = extended_errors;
-    size_t carried = g_framer.pending();
-    if (g_framer.endBurst(table, 5, &cut)) {
-        deliver(cut, "", 0);
-    } else if (g_framer.pending() != carried || carried > 0) {
+    if (g_framer.endBurst(extended_errors, 5, &cut)) {
+        deliver(cut, "");
+    } else if (g_framer.pending() > 0) {
         ZEL_LOG(LOG_DEBUG, "Received partial_len -->: -->'%d' <---\n", static_cast<int>(g_framer.pending()));
     }
 }
@@ -139,7 +138,7 @@ void *receive_loop(void *arg) {
             }
             ZEL_LOG(LOG_DEBUG, "Received native: -->'%d:%s'<---\n", static_cast<int>(n), chunk);
             Cut cut;
-            if (g_framer.feed(chunk, static_cast<size_t>(n), &cut)) deliver(cut, chunk, n);
+            if (g_framer.feed(chunk, static_cast<size_t>(n), &cut)) deliver(cut, chunk);
             if (g_framer.room() == 0) endBurst();
         } else if (n == 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)) {
             if (g_framer.inBurst()) endBurst();
@@ -193,6 +192,18 @@ void retireConnection() {
     g_conn_fd = -1;
 }
 
+// Connects `fd` to the server: a zero-filled AF_UNIX address passed with its
+// full size. A path that does not fit fails like an absent server.
+bool connectToServer(int fd) {
+    struct sockaddr_un addr;
+    memset(&addr, 0, sizeof addr);
+    addr.sun_family = AF_UNIX;
+    const char *path = g_platform.server_socket;
+    if (path == nullptr || strlen(path) >= sizeof addr.sun_path) return false;
+    memcpy(addr.sun_path, path, strlen(path));
+    return connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr) == 0;
+}
+
 // A new Unix stream socket connected to the server, or -1 with `*created`
 // telling whether the socket itself could be made.
 int connectServer(bool *created) {
@@ -200,14 +211,7 @@ int connectServer(bool *created) {
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0) return -1;
     *created = true;
-    struct sockaddr_un addr;
-    memset(&addr, 0, sizeof addr);
-    addr.sun_family = AF_UNIX;
-    const char *path = g_platform.server_socket;
-    if (path != nullptr && strlen(path) < sizeof addr.sun_path) {
-        memcpy(addr.sun_path, path, strlen(path));
-        if (connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr) == 0) return fd;
-    }
+    if (connectToServer(fd)) return fd;
     close(fd);
     return -1;
 }
@@ -250,8 +254,8 @@ void dropConnection(int fd) {
     pthread_mutex_unlock(&connection_lock);
 }
 
-void flushQueue(response_queue *q) {
-    pthread_mutex_lock(&q->mutex);
+// Frees every queued reply; the caller holds the queue mutex or owns the queue.
+void freeNodes(response_queue *q) {
     response_node *n = q->head;
     while (n) {
         response_node *next = n->next;
@@ -260,6 +264,11 @@ void flushQueue(response_queue *q) {
         n = next;
     }
     q->head = q->tail = nullptr;
+}
+
+void flushQueue(response_queue *q) {
+    pthread_mutex_lock(&q->mutex);
+    freeNodes(q);
     pthread_mutex_unlock(&q->mutex);
 }
 
@@ -290,13 +299,7 @@ int32_t linkStart() {
     g_conn_fd = fd;
     client_socket_fd.store(fd);
     pthread_mutex_unlock(&connection_lock);
-    struct sockaddr_un addr;
-    memset(&addr, 0, sizeof addr);
-    addr.sun_family = AF_UNIX;
-    const char *path = g_platform.server_socket;
-    bool fits = path != nullptr && strlen(path) < sizeof addr.sun_path;
-    if (fits) memcpy(addr.sun_path, path, strlen(path));
-    if (!fits || connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr) != 0) {
+    if (!connectToServer(fd)) {
         ZEL_LOG(LOG_ERR, "Connection Failed");
         return 5;
     }
@@ -372,13 +375,7 @@ void destroy_queue(response_queue *queue) {
     if (queue == nullptr) return;
     response_queue *expected = queue;
     g_queue.compare_exchange_strong(expected, nullptr);
-    response_node *n = queue->head;
-    while (n) {
-        response_node *next = n->next;
-        free(n->data);
-        free(n);
-        n = next;
-    }
+    freeNodes(queue);
     pthread_mutex_destroy(&queue->mutex);
     pthread_cond_destroy(&queue->cond);
     free(queue);

@@ -1,14 +1,15 @@
 #!/bin/bash
 # Builds the library and runs every test: natively, under AddressSanitizer
 # with UndefinedBehaviorSanitizer, under ThreadSanitizer, and cross-built for
-# 32-bit Arm under qemu-user. Installs what it needs on Debian 12.
+# 32-bit Arm under qemu-user; then runs each fuzz target for a short while.
+# Installs what it needs on Debian 12.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
 jobs=$(nproc)
 
 need=()
-for pkg in cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user binutils; do
+for pkg in cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user binutils clang-14 libclang-rt-14-dev; do
     dpkg -s "$pkg" >/dev/null 2>&1 || need+=("$pkg")
 done
 if [ ${#need[@]} -gt 0 ]; then
@@ -38,4 +39,12 @@ run_suite native build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo
 run_suite asan-ubsan build/asan -DCMAKE_BUILD_TYPE=Debug -DZEL_SANITIZE=address,undefined
 RUN_PREFIX="${tsan_run[*]}" run_suite tsan build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZEL_SANITIZE=thread
 run_suite armhf-qemu build/armhf -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_TOOLCHAIN_FILE="$root/cmake/armhf.cmake"
+echo "== fuzz: build"
+cmake -S "$root" -B build/fuzz -G Ninja -Wno-dev -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZEL_SANITIZE=address,undefined -DZEL_FUZZ=ON -DZEL_TESTS=OFF >/dev/null
+ninja -C build/fuzz -j "$jobs" >/dev/null
+for target in build/fuzz/fuzz_*; do
+    echo "== fuzz: $(basename "$target") for ${FUZZ_SECONDS:-20} s"
+    "$target" -max_total_time="${FUZZ_SECONDS:-20}" -rss_limit_mb=1024 2>&1 | tail -1
+done
 echo "== all suites passed"
