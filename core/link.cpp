@@ -192,18 +192,6 @@ void retireConnection() {
     g_conn_fd = -1;
 }
 
-// Connects `fd` to the server: a zero-filled AF_UNIX address passed with its
-// full size. A path that does not fit fails like an absent server.
-bool connectToServer(int fd) {
-    struct sockaddr_un addr;
-    memset(&addr, 0, sizeof addr);
-    addr.sun_family = AF_UNIX;
-    const char *path = g_platform.server_socket;
-    if (path == nullptr || strlen(path) >= sizeof addr.sun_path) return false;
-    memcpy(addr.sun_path, path, strlen(path));
-    return connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr) == 0;
-}
-
 // A new Unix stream socket connected to the server, or -1 with `*created`
 // telling whether the socket itself could be made.
 int connectServer(bool *created) {
@@ -211,7 +199,7 @@ int connectServer(bool *created) {
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0) return -1;
     *created = true;
-    if (connectToServer(fd)) return fd;
+    if (connectUnix(fd, g_platform.server_socket)) return fd;
     close(fd);
     return -1;
 }
@@ -299,7 +287,7 @@ int32_t linkStart() {
     g_conn_fd = fd;
     client_socket_fd.store(fd);
     pthread_mutex_unlock(&connection_lock);
-    if (!connectToServer(fd)) {
+    if (!connectUnix(fd, g_platform.server_socket)) {
         ZEL_LOG(LOG_ERR, "Connection Failed");
         return 5;
     }

@@ -76,15 +76,9 @@ inline int connectListener(const char *Platform::*path) {
             return -1;
         }
         const char *where = g_platform.*path;
-        struct sockaddr_un addr;
-        memset(&addr, 0, sizeof addr);
-        addr.sun_family = AF_UNIX;
-        if (where != nullptr && strlen(where) < sizeof addr.sun_path) {
-            memcpy(addr.sun_path, where, strlen(where));
-            if (connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr) == 0) {
-                zelto_sdk_log(LOG_INFO, "Connected to server at %s\n", where);
-                return fd;
-            }
+        if (connectUnix(fd, where)) {
+            zelto_sdk_log(LOG_INFO, "Connected to server at %s\n", where);
+            return fd;
         }
         close(fd);
         g_platform.sleep_us(kListenerRetryUs);

@@ -1,6 +1,9 @@
 #include "platform.h"
 
 #include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <syslog.h>
 #include <time.h>
 #include <errno.h>
@@ -45,6 +48,15 @@ constexpr Platform kDefault = {
 }  // namespace
 
 Platform defaultPlatform() { return kDefault; }
+
+bool connectUnix(int fd, const char *path) {
+    struct sockaddr_un addr;
+    memset(&addr, 0, sizeof addr);
+    addr.sun_family = AF_UNIX;
+    if (path == nullptr || strlen(path) >= sizeof addr.sun_path) return false;
+    memcpy(addr.sun_path, path, strlen(path));
+    return connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr) == 0;
+}
 
 // Constant-initialised: valid before any constructor runs.
 Platform g_platform = kDefault;

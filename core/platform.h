@@ -31,6 +31,11 @@ struct Platform {
 
 extern Platform g_platform;
 
+// Connects `fd` to the Unix stream socket at `path`: a zero-filled AF_UNIX
+// address passed with its full size. False when the path is NULL, does not
+// fit the address, or nothing accepts there.
+bool connectUnix(int fd, const char *path);
+
 // The production values, for tests that want to restore them.
 Platform defaultPlatform();
 
