@@ -1,9 +1,10 @@
-// The notification decoder over literal and random byte messages, and the
+// The notification decoder over literal and random messages, and the
 // suppression of repeated states.
 #include <gtest/gtest.h>
 
 #include <stdarg.h>
 #include <stdio.h>
+#include <string.h>
 #include <syslog.h>
 
 #include <memory>
@@ -28,269 +29,167 @@ void captureLog(int priority, const char *format, ...) {
     g_lines.push_back(std::to_string(priority) + " " + text);
 }
 
-struct Decoded {
-    Bytes bytes;  // the message, which URC records point into
-    bool ok = false;
-    std::vector<zelNotification> records;
-    std::vector<std::string> log;
-};
-
-Decoded decode(Bytes bytes, size_t capacity = zel::kNotificationRecordsMax) {
-    g_lines.clear();
-    std::vector<zelNotification> out(capacity);
-    size_t count = 0;
-    Decoded d;
-    d.bytes = std::move(bytes);
-    d.ok = zel::decodeNotifications(d.bytes.data(), d.bytes.size(), out.data(), capacity, captureLog, &count);
-    if (d.ok) d.records.assign(out.begin(), out.begin() + static_cast<long>(count));
-    d.log = g_lines;
-    return d;
-}
-
-Bytes cat(std::initializer_list<Bytes> parts) {
-    Bytes all;
-    for (const Bytes &p : parts) all.insert(all.end(), p.begin(), p.end());
-    return all;
-}
-
-Bytes urc(const std::string &text) {
-    uint32_t n = static_cast<uint32_t>(text.size());
-    Bytes b = {4, uint8_t(n >> 24), uint8_t(n >> 16), uint8_t(n >> 8), uint8_t(n)};
-    for (char c : text) b.push_back(uint8_t(c));
-    return b;
-}
-
 std::string err(const std::string &text) { return std::to_string(LOG_ERR) + " " + text; }
 
-std::string urcText(const zelNotification &n) { return std::string(n.payload.urc.data, n.payload.urc.length); }
-
-TEST(NotificationDecoder, OneItemOfEveryType) {
-    struct Case {
-        Bytes bytes;
-        uint32_t type;
-        int value;  // one-byte types
-    };
-    const Case cases[] = {
-        {{0, 0xC8}, 0, 0xC8}, {{1, 0x00}, 1, 0}, {{2, 0x2A}, 2, 1}, {{2, 0x00}, 2, 0},
-        {{2, 0xFF}, 2, 1},    {{5, 0x07}, 5, 7}, {{6, 0xFF}, 6, 0xFF}, {{7, 0x03}, 7, 3},
-    };
-    for (const Case &c : cases) {
-        Decoded d = decode(c.bytes);
-        ASSERT_TRUE(d.ok) << int(c.bytes[0]);
-        ASSERT_EQ(d.records.size(), 1u);
-        EXPECT_EQ(d.records[0].type, c.type);
-        EXPECT_EQ(d.records[0].payload.value, c.value) << "type " << c.type;
-        EXPECT_TRUE(d.log.empty());
+// Records as "type:value", "3:status/progress" or "4@offset:text", where the
+// offset is where the URC text sits in the message.
+std::string render(const zelNotification *records, size_t count, const uint8_t *message) {
+    std::string s;
+    for (size_t i = 0; i < count; ++i) {
+        const zelNotification &n = records[i];
+        s += (i ? " " : "") + std::to_string(n.type);
+        if (n.type == NOTIFICATION_OTA_STATUS) {
+            s += ":" + std::to_string(n.payload.ota.status) + "/" + std::to_string(n.payload.ota.progress);
+        } else if (n.type == NOTIFICATION_URC) {
+            const char *text = n.payload.urc.data;
+            s += "@" + std::to_string(reinterpret_cast<const uint8_t *>(text) - message) + ":" +
+                 std::string(text, n.payload.urc.length);
+        } else {
+            s += ":" + std::to_string(n.payload.value);
+        }
     }
-    Decoded ota = decode({3, 90, 55});
-    ASSERT_TRUE(ota.ok);
-    EXPECT_EQ(ota.records[0].payload.ota.status, 90);
-    EXPECT_EQ(ota.records[0].payload.ota.progress, 55);
+    return s;
 }
 
-TEST(NotificationDecoder, ItemsComeOutInMessageOrderAndUrcPointsIntoTheMessage) {
-    const Bytes msg = cat({{2, 1}, {3, 100, 7}, urc("+CREG: 1"), {0, 4}, {7, 2}});
-    std::vector<zelNotification> out(8);
+// Decodes an exact-size heap copy, so the sanitizers see any stray read:
+// the records rendered, or "refused" with the reasons in g_lines.
+std::string decode(const Bytes &bytes, size_t capacity = zel::kNotificationRecordsMax) {
+    g_lines.clear();
+    std::unique_ptr<uint8_t[]> msg(new uint8_t[bytes.size()]);
+    if (!bytes.empty()) memcpy(msg.get(), bytes.data(), bytes.size());
+    std::vector<zelNotification> out(capacity);
     size_t count = 0;
-    ASSERT_TRUE(zel::decodeNotifications(msg.data(), msg.size(), out.data(), out.size(), captureLog, &count));
-    ASSERT_EQ(count, 5u);
-    const uint32_t types[] = {2, 3, 4, 0, 7};
-    for (size_t i = 0; i < count; ++i) EXPECT_EQ(out[i].type, types[i]) << i;
-    EXPECT_EQ(out[1].payload.ota.status, 100);
-    EXPECT_EQ(out[1].payload.ota.progress, 7);
-    EXPECT_EQ(out[2].payload.urc.length, 8u);
-    // Type byte, two bytes of SMS, three of OTA, then type and length of the URC.
-    EXPECT_EQ(reinterpret_cast<const uint8_t *>(out[2].payload.urc.data), msg.data() + 2 + 3 + 5);
-    EXPECT_EQ(urcText(out[2]), "+CREG: 1");
-    EXPECT_EQ(out[3].payload.value, 4);
-    EXPECT_EQ(out[4].payload.value, 2);
+    if (!zel::decodeNotifications(msg.get(), bytes.size(), out.data(), capacity, captureLog, &count)) return "refused";
+    return render(out.data(), count, msg.get());
 }
 
-TEST(NotificationDecoder, UrcLengthIsBigEndianAndMayBeZero) {
-    Decoded empty = decode(cat({{4, 0, 0, 0, 0}, {7, 9}}));
-    ASSERT_TRUE(empty.ok);
-    ASSERT_EQ(empty.records.size(), 2u);
-    EXPECT_EQ(empty.records[0].payload.urc.length, 0u);
-    EXPECT_EQ(empty.records[1].type, 7u);  // five bytes consumed by the empty URC
+// A URC item holding `text`, between the bytes `before` and `after`.
+Bytes urc(const std::string &text, Bytes before = {}, const Bytes &after = {}) {
+    uint32_t n = static_cast<uint32_t>(text.size());
+    before.insert(before.end(), {4, uint8_t(n >> 24), uint8_t(n >> 16), uint8_t(n >> 8), uint8_t(n)});
+    for (char c : text) before.push_back(uint8_t(c));
+    before.insert(before.end(), after.begin(), after.end());
+    return before;
+}
 
-    std::string text(0x0102, 'u');
-    Decoded big = decode(urc(text));
-    ASSERT_TRUE(big.ok);
-    EXPECT_EQ(big.records[0].payload.urc.length, 0x0102u);
-    EXPECT_EQ(urcText(big.records[0]), text);
+TEST(NotificationDecoder, WellFormedMessagesDecodeInOrder) {
+    const struct {
+        Bytes bytes;
+        std::string records;
+    } cases[] = {
+        {{0, 0xC8, 1, 0, 5, 7, 6, 0xFF, 7, 3}, "0:200 1:0 5:7 6:255 7:3"},
+        {{2, 0x2A, 2, 0, 2, 0xFF}, "2:1 2:0 2:1"},  // SMS flag normalised
+        {urc("+CREG: 1", {2, 1, 3, 100, 7}, {0, 4, 7, 2}), "2:1 3:100/7 4@10:+CREG: 1 0:4 7:2"},
+        {{4, 0, 0, 0, 0, 7, 9}, "4@5: 7:9"},  // an empty URC uses just its length field
+        {{4, 0, 0, 0, 3, 'a', 'b', 'c'}, "4@5:abc"},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(decode(c.bytes), c.records);
+        EXPECT_TRUE(g_lines.empty()) << c.records;
+    }
 }
 
 TEST(NotificationDecoder, AnyBadItemDropsTheWholeMessage) {
-    const std::string build = err("Failed to build notification from payload");
-    struct Case {
-        const char *name;
+    auto payload = [](const char *reason) {
+        return std::vector<std::string>{err(reason), err("Failed to build notification from payload")};
+    };
+    const struct {
         Bytes bytes;
         std::vector<std::string> log;
+    } cases[] = {
+        {{8, 1}, {err("Invalid notification type: 8")}},
+        {{2, 1, 9, 0}, {err("Invalid notification type: 9")}},
+        {urc("x", {}, {255}), {err("Invalid notification type: 255")}},
+        {{4, 0, 0, 0, 3, 'a', 'b', 'c', 'd'}, {err("Invalid notification type: 100")}},
+        {{7, 1, 0}, payload("Invalid payload length for Network Mode Change Indication")},
+        {{1}, payload("Invalid payload length for SIM Status Indication")},
+        {{2}, payload("Invalid payload length for New SMS Message Indication")},
+        {{3, 1}, payload("Invalid payload length for OTA Status Indication")},
+        {{0, 1, 3}, payload("Invalid payload length for OTA Status Indication")},
+        {{4, 0, 0, 0}, payload("Invalid payload length for URC Indication")},
+        {{4, 0, 0, 0, 5, 'a', 'b', 'c', 'd'}, payload("Length is not enough for URC data")},
+        {{4, 0xFF, 0xFF, 0xFF, 0xFF, 'a'}, payload("Length is not enough for URC data")},
+        {{4, 1, 0, 0, 0, 'a'}, payload("Length is not enough for URC data")},
+        {{5}, payload("Invalid payload length for SIM Status Indication")},
+        {{2, 1, 6}, payload("Invalid payload length for SIM Status Indication")},
+        {{3, 1, 2, 7}, payload("Invalid payload length for wakeup Indication")},
+        {{}, {}},
     };
-    const Case cases[] = {
-        {"unknown type alone", {8, 1}, {err("Invalid notification type: 8")}},
-        {"unknown type second", {2, 1, 9, 0}, {err("Invalid notification type: 9")}},
-        {"type 255 after a URC", cat({urc("x"), {255}}), {err("Invalid notification type: 255")}},
-        {"type 0 short", {7, 1, 0}, {err("Invalid payload length for Network Mode Change Indication"), build}},
-        {"type 1 short", {1}, {err("Invalid payload length for SIM Status Indication"), build}},
-        {"type 2 short", {2}, {err("Invalid payload length for New SMS Message Indication"), build}},
-        {"type 3 short", {3, 1}, {err("Invalid payload length for OTA Status Indication"), build}},
-        {"type 3 empty", {0, 1, 3}, {err("Invalid payload length for OTA Status Indication"), build}},
-        {"type 4 no length", {4, 0, 0, 0}, {err("Invalid payload length for URC Indication"), build}},
-        {"type 4 short text", {4, 0, 0, 0, 5, 'a', 'b', 'c', 'd'}, {err("Length is not enough for URC data"), build}},
-        {"type 4 huge length", {4, 0xFF, 0xFF, 0xFF, 0xFF, 'a'}, {err("Length is not enough for URC data"), build}},
-        {"type 4 length in high byte", {4, 1, 0, 0, 0, 'a'}, {err("Length is not enough for URC data"), build}},
-        {"type 5 short", {5}, {err("Invalid payload length for SIM Status Indication"), build}},
-        {"type 6 short", {2, 1, 6}, {err("Invalid payload length for SIM Status Indication"), build}},
-        {"type 7 short", {3, 1, 2, 7}, {err("Invalid payload length for wakeup Indication"), build}},
-        {"empty message", {}, {}},
-    };
-    for (const Case &c : cases) {
-        Decoded d = decode(c.bytes);
-        EXPECT_FALSE(d.ok) << c.name;
-        EXPECT_EQ(d.log, c.log) << c.name;
+    for (const auto &c : cases) {
+        EXPECT_EQ(decode(c.bytes), "refused") << testing::PrintToString(c.bytes);
+        EXPECT_EQ(g_lines, c.log);
     }
-}
-
-TEST(NotificationDecoder, UrcTextMayEndExactlyAtTheEnd) {
-    Decoded d = decode({4, 0, 0, 0, 3, 'a', 'b', 'c'});
-    ASSERT_TRUE(d.ok);
-    EXPECT_EQ(urcText(d.records[0]), "abc");
-    EXPECT_FALSE(decode({4, 0, 0, 0, 3, 'a', 'b', 'c', 'd'}).ok);  // one stray byte is a bad type byte
-}
-
-TEST(NotificationDecoder, RunningOutOfRecordsDropsTheMessage) {
-    const Bytes three = {7, 1, 7, 2, 7, 3};
-    Decoded full = decode(three, 3);
-    ASSERT_TRUE(full.ok);
-    EXPECT_EQ(full.records.size(), 3u);
-    Decoded short_of_room = decode(three, 2);
-    EXPECT_FALSE(short_of_room.ok);
-    EXPECT_EQ(short_of_room.log, std::vector<std::string>{err("Failed to allocate memory for notification")});
+    EXPECT_EQ(decode({7, 1, 7, 2, 7, 3}, 3), "7:1 7:2 7:3");
+    EXPECT_EQ(decode({7, 1, 7, 2, 7, 3}, 2), "refused");
+    EXPECT_EQ(g_lines, std::vector<std::string>{err("Failed to allocate memory for notification")});
 }
 
 TEST(NotificationDecoder, LargestMessages) {
     Bytes wakes;
-    for (size_t i = 0; i < zel::kNotificationMessageMax / 2; ++i) wakes.insert(wakes.end(), {7, uint8_t(i)});
-    ASSERT_EQ(wakes.size(), zel::kNotificationMessageMax);
-    Decoded d = decode(wakes);
-    ASSERT_TRUE(d.ok);
-    ASSERT_EQ(d.records.size(), zel::kNotificationRecordsMax);
-    EXPECT_EQ(d.records.back().payload.value, uint8_t(zel::kNotificationRecordsMax - 1));
-
-    std::string text(zel::kNotificationMessageMax - 5, 'z');
-    Decoded one = decode(urc(text));
-    ASSERT_TRUE(one.ok);
-    EXPECT_EQ(one.records[0].payload.urc.length, text.size());
-
-    wakes[wakes.size() - 2] = 3;  // the last item now lacks its second OTA byte
-    EXPECT_FALSE(decode(wakes).ok);
-}
-
-// Encodes records back to bytes; `normalised` marks the bytes of type 2
-// payloads, which the decoder reduces to 0 or 1.
-Bytes encode(const std::vector<zelNotification> &records, std::vector<bool> *normalised) {
-    Bytes b;
-    for (const zelNotification &n : records) {
-        b.push_back(uint8_t(n.type));
-        normalised->push_back(false);
-        if (n.type == 3) {
-            b.insert(b.end(), {n.payload.ota.status, n.payload.ota.progress});
-            normalised->insert(normalised->end(), {false, false});
-        } else if (n.type == 4) {
-            Bytes u = urc(urcText(n));
-            b.insert(b.end(), u.begin() + 1, u.end());
-            normalised->insert(normalised->end(), u.size() - 1, false);
-        } else {
-            b.push_back(n.payload.value);
-            normalised->push_back(n.type == 2);
-        }
+    std::string records;
+    for (size_t i = 0; i < zel::kNotificationMessageMax / 2; ++i) {
+        wakes.insert(wakes.end(), {7, uint8_t(i)});
+        records += (i ? " 7:" : "7:") + std::to_string(uint8_t(i));
     }
-    return b;
+    ASSERT_EQ(wakes.size(), 65600u);
+    EXPECT_EQ(decode(wakes), records);
+
+    const std::string text(zel::kNotificationMessageMax - 5, 'z');
+    EXPECT_EQ(decode(urc(text)), "4@5:" + text);  // a length field of 0x0001003B
 }
 
-// A message of `items` random well-formed items.
-Bytes randomMessage(std::mt19937 &rng, int items) {
-    Bytes msg;
-    for (int i = 0; i < items; ++i) {
-        uint8_t type = uint8_t(rng() % 8);
-        if (type == 4) {
-            Bytes u = urc(std::string(rng() % 12, char('a' + rng() % 26)));
-            msg.insert(msg.end(), u.begin(), u.end());
-        } else {
-            msg.push_back(type);
-            msg.push_back(uint8_t(rng()));
-            if (type == 3) msg.push_back(uint8_t(rng()));
-        }
-    }
-    return msg;
-}
-
-TEST(NotificationDecoder, RandomMessagesDecodeToWhatTheyHoldOrFailWithAReason) {
+// Random well-formed messages decode to what they hold; damaged ones either
+// still decode or fail with a logged reason, and never read past the end.
+TEST(NotificationDecoder, RandomMessages) {
     std::mt19937 rng(20240611);
     int decoded = 0, refused = 0;
     for (int round = 0; round < 20000; ++round) {
-        Bytes msg = randomMessage(rng, 1 + int(rng() % 6));
+        Bytes msg;
+        std::string expected;
+        for (int i = 0, items = 1 + int(rng() % 6); i < items; ++i) {
+            uint8_t type = uint8_t(rng() % 8);
+            expected += (i ? " " : "") + std::to_string(type);
+            if (type == 4) {
+                std::string text(rng() % 12, char('a' + rng() % 26));
+                expected += "@" + std::to_string(msg.size() + 5) + ":" + text;
+                msg = urc(text, msg);
+                continue;
+            }
+            uint8_t a = uint8_t(rng()), b = uint8_t(rng());
+            msg.insert(msg.end(), {type, a});
+            if (type == 3) msg.push_back(b);
+            expected += ":" + std::to_string(type == 3 ? a : type == 2 ? a != 0 : a);
+            if (type == 3) expected += "/" + std::to_string(b);
+        }
         bool damaged = rng() % 2;
         if (damaged) {
-            switch (rng() % 3) {
-                case 0: msg[rng() % msg.size()] = uint8_t(rng()); break;
+            switch (rng() % 4) {
+                case 0: msg[rng() % msg.size()] = uint8_t(rng() % 3 ? rng() % 9 : rng()); break;
                 case 1: msg.resize(rng() % msg.size()); break;
-                default: msg.push_back(uint8_t(rng())); break;
+                case 2: msg.push_back(uint8_t(rng())); break;
+                default: for (uint8_t &b : msg) b = uint8_t(rng() % 3 ? rng() % 9 : rng()); break;
             }
         }
-        Decoded d = decode(msg, msg.size() / 2 + 1);
-        if (!d.ok) {
-            EXPECT_TRUE(damaged) << "round " << round;
-            EXPECT_TRUE(msg.empty() || !d.log.empty());
+        std::string records = decode(msg, msg.size() / 2 + 1);
+        if (!damaged) EXPECT_EQ(records, expected) << "round " << round;
+        if (records != "refused") {
+            ++decoded;
+        } else {
             ++refused;
-            continue;
-        }
-        ++decoded;
-        for (const zelNotification &n : d.records) {
-            if (n.type != 4) continue;
-            const uint8_t *text = reinterpret_cast<const uint8_t *>(n.payload.urc.data);
-            EXPECT_TRUE(text >= d.bytes.data() && text + n.payload.urc.length <= d.bytes.data() + d.bytes.size());
-        }
-        std::vector<bool> normalised;
-        Bytes again = encode(d.records, &normalised);
-        ASSERT_EQ(again.size(), msg.size());
-        for (size_t i = 0; i < msg.size(); ++i) {
-            if (normalised[i]) EXPECT_EQ(again[i], msg[i] != 0 ? 1 : 0);
-            else EXPECT_EQ(again[i], msg[i]) << "byte " << i;
+            EXPECT_TRUE(msg.empty() || !g_lines.empty()) << "round " << round;
         }
     }
     EXPECT_GT(decoded, 10000);
     EXPECT_GT(refused, 3000);
 }
 
-TEST(NotificationDecoder, ArbitraryBytesNeverReadPastTheMessage) {
-    // Exact-size heap copies let the sanitizers see any stray read.
-    std::mt19937 rng(7);
-    for (int round = 0; round < 20000; ++round) {
-        size_t n = 1 + rng() % 40;
-        std::unique_ptr<uint8_t[]> msg(new uint8_t[n]);
-        for (size_t i = 0; i < n; ++i) msg[i] = uint8_t(rng() % 3 ? rng() % 9 : rng());
-        std::vector<zelNotification> out(n / 2 + 1);
-        size_t count = 0;
-        if (zel::decodeNotifications(msg.get(), n, out.data(), out.size(), nullptr, &count)) {
-            EXPECT_GE(count, 1u);
-            EXPECT_LE(count, n / 2);
-        }
-    }
-}
-
 TEST(DuplicateFilter, StateTypesPassOnlyOnChangeFromTheirInitialValues) {
-    struct Step {
-        uint32_t type;
-        uint8_t value;
-        bool delivered;
-    };
+    struct Step { uint32_t type; uint8_t value; bool delivered; };
     const std::vector<std::vector<Step>> sequences = {
         {{0, 9, false}, {0, 3, true}, {0, 3, false}, {0, 9, true}},
         {{1, 5, false}, {1, 1, true}, {1, 1, false}, {1, 5, true}},
         {{5, 0, false}, {5, 7, true}, {5, 0, true}, {5, 0, false}},
-        {{6, 5, false}, {6, 200, true}, {6, 200, false}, {6, 4, true}, {6, 200, true}},
+        {{6, 5, false}, {6, 200, true}, {6, 200, false}, {6, 4, true}},
         // Each type keeps its own last value.
         {{0, 5, true}, {6, 5, false}, {1, 0, true}, {5, 5, true}, {0, 5, false}, {6, 0, true}},
         // The other types always pass, repeated or not.
@@ -299,11 +198,10 @@ TEST(DuplicateFilter, StateTypesPassOnlyOnChangeFromTheirInitialValues) {
     for (size_t s = 0; s < sequences.size(); ++s) {
         zel::DuplicateFilter filter;
         for (size_t i = 0; i < sequences[s].size(); ++i) {
-            const Step &step = sequences[s][i];
             zelNotification n{};
-            n.type = step.type;
-            n.payload.value = step.value;
-            EXPECT_EQ(filter.admit(n), step.delivered) << "sequence " << s << " step " << i;
+            n.type = sequences[s][i].type;
+            n.payload.value = sequences[s][i].value;
+            EXPECT_EQ(filter.admit(n), sequences[s][i].delivered) << "sequence " << s << " step " << i;
         }
     }
 }
