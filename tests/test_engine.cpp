@@ -47,6 +47,8 @@ TEST_F(Engine, IntegerQueryParsesAfterThePrefixWithoutLookingForOk) {
         {"\r\n+CMEE: 2\r\n\r\nOK\r\n", 0, 2},
         {"\r\n+CMEE:   -13,4\r\n\r\nOK\r\n", 0, -13},
         {"\r\n+CMEE: x\r\n\r\nOK\r\n", 0, 0},     // no digits: 0
+        {"\r\n+CMEE: 99999999999\r\n\r\nOK\r\n", 0, INT32_MAX},   // saturates as on the target
+        {"\r\n+CMEE: -99999999999\r\n\r\nOK\r\n", 0, INT32_MIN},
         {"\r\n+CMEE: 1\r\n\r\nERROR\r\n", 0, 1},  // the prefix alone decides
         {"\r\n+CFUN: 1\r\n\r\nOK\r\n", 5, 77},    // no prefix: untouched
     };

@@ -111,6 +111,7 @@ TEST(XtraStateDigit, ReadsOneCharacterAndNeverPastTheText) {
         {"\r\n+CGPSXTRATIME: ", 5, kUnset},
         {"+CGPSXTRATIME: 9\r\n\r\nOK\r\n", 0, 9},
         {"+CGPSXTRATIME: x", 0, 'x' - '0'},   // not checked for being a digit
+        {"+CGPSXTRATIME: \xff", 0, 0xff - '0'},  // a high byte reads as on the target
         {"+CGPSXTRATIME:1", 5, kUnset},   // the blank belongs to the prefix
         {"", 5, kUnset},
     };

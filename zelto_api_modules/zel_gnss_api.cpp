@@ -19,7 +19,8 @@ int32_t xtraStateDigit(const char *text, int32_t len, const char *prefix, int32_
     if (at == nullptr) return 5;
     size_t prefix_len = strlen(prefix);
     if (static_cast<size_t>(text + len - at) <= prefix_len) return 5;
-    *state = at[prefix_len] - '0';
+    // As on the target, where char is unsigned, whatever the host's char.
+    *state = static_cast<unsigned char>(at[prefix_len]) - '0';
     return 0;
 }
 
