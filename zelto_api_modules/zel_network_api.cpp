@@ -25,6 +25,23 @@ bool isClckClass(uint32_t c) {
 
 bool isPdpCid(int32_t cid) { return cid >= 1 && cid <= 8; }
 
+// The trimmed text from `prefix` to the first "OK" of a reply, as a text
+// query takes it, but telling in the log (at `priority`, on the wrapper's
+// line) when the prefix is missing or the text cannot be copied.
+zelString *loggedSpan(const Reply &r, const char *prefix, int priority, const char *copy_name,
+                      int line = __builtin_LINE()) {
+    const char *ok = r.find("OK");
+    if (ok == nullptr) return nullptr;
+    const char *p1 = r.find(prefix);
+    if (p1 == nullptr) {
+        zelto_sdk_log(priority, "%s:%d: p1 is NULL, data: %s", kTag, line, r.text());
+        return nullptr;
+    }
+    zelString *copy = trimmedText(p1 + strlen(prefix), ok);
+    if (copy == nullptr) zelto_sdk_log(priority, "%s:%d: %s is NULL, data: %s", kTag, line, copy_name, r.text());
+    return copy;
+}
+
 // Throughput measurements name a target and a value only when both are given.
 bool fullSpeedForm(const char *text, int32_t value) { return text != nullptr && text[0] != '\0' && value > 0; }
 
@@ -38,25 +55,11 @@ int32_t zelWS46Get(zelString **out) { return textQuery(kTag, "AT+WS46?\r\n", nul
 int32_t zelWs46Set(int32_t n) { return set(kTag, cmdf("AT+WS46=%d\r\n", n)); }
 
 int32_t zelCGREGGet(zelString **out) {
-    static const char kPrefix[] = "+CGREG: ";
     if (out == nullptr) return 5;
     Reply r = transact(kTag, "AT+CGREG?\r\n");
     if (!r) return 5;
-    *out = nullptr;
-    const char *ok = r.find("OK");
-    if (ok == nullptr) return 5;
-    const char *p1 = r.find(kPrefix);
-    if (p1 == nullptr) {
-        ZEL_LOG(LOG_INFO, "p1 is NULL, data: %s", r.text());
-        return 5;
-    }
-    zelString *greg = trimmedText(p1 + strlen(kPrefix), ok);
-    if (greg == nullptr) {
-        ZEL_LOG(LOG_INFO, "greg is NULL, data: %s", r.text());
-        return 5;
-    }
-    *out = greg;
-    return 0;
+    *out = loggedSpan(r, "+CGREG: ", LOG_INFO, "greg");
+    return *out ? 0 : 5;
 }
 
 int32_t zelCGREGSet(int32_t n) { return set(kTag, cmdf("AT+CGREG=%d\r\n", n)); }
@@ -180,22 +183,11 @@ int32_t zelCLIPSet(int32_t n) { return set(kTag, cmdf("AT+CLIP=%d\r\n", n)); }
 int32_t zelCACTBANDSGet(zelString **out) { return textQuery(kTag, "AT+CACTBANDS?\r\n", "+CACTBANDS: ", out); }
 
 int32_t zelCNTZGet(int32_t *quarters) {
-    static const char kPrefix[] = "+CNTZ:";
     if (quarters == nullptr) return 5;
     Reply r = transact(kTag, "AT+CNTZ?\r\n");
     if (!r) return 5;
-    const char *ok = r.find("OK");
-    if (ok == nullptr) return 5;
-    const char *p1 = r.find(kPrefix);
-    if (p1 == nullptr) {
-        ZEL_LOG(LOG_ERR, "p1 is NULL, data: %s", r.text());
-        return 5;
-    }
-    zelString *zone = trimmedText(p1 + strlen(kPrefix), ok);
-    if (zone == nullptr) {
-        ZEL_LOG(LOG_ERR, "netTimeZone is NULL, data: %s", r.text());
-        return 5;
-    }
+    zelString *zone = loggedSpan(r, "+CNTZ:", LOG_ERR, "netTimeZone");
+    if (zone == nullptr) return 5;
     ZEL_LOG(LOG_ERR, "Timezone string is  %s", zone->data);
     long v = strtol(zone->data, nullptr, 10);
     zelFreeString(zone);
