@@ -1,15 +1,12 @@
-// The table runner for the command families. A row names a wrapper, the exact
-// bytes it sends and the shape of its reply; the runner tries a good reply and
-// every bad one that shape can meet (ended by ERROR, without the prefix, an
-// empty or blank span, silence) and checks status, outputs, the bytes sent,
-// the timeout asked for and what the family logged.
+// The table runner for the command families. A row is one call of a wrapper,
+// the exact bytes it must send and the shape of its reply; the runner builds
+// a good reply from the row's prefix and the bad ones that shape can meet,
+// and checks status, outputs, bytes sent, timeout asked for and the log.
 #ifndef ZEL_TESTS_FAMILY_TABLE_H
 #define ZEL_TESTS_FAMILY_TABLE_H
 
 #include <functional>
 #include <string>
-#include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "test_support.h"
@@ -22,85 +19,53 @@ inline constexpr char kNull[] = "<null>";  // the text output was set to NULL
 inline const std::string kLong(1100, 'L');  // longer than any command can be
 constexpr uint32_t kNeg = static_cast<uint32_t>(-1);  // a negative value passed as unsigned
 
-// Refused calls pass &g_sink as their output; it must stay NULL.
-extern zelString *g_sink;
+// A wrapper called with fixed arguments; `i` and `s` are the integer and text
+// outputs it may write (both NULL when the runner checks output refusals).
+using Call = std::function<int32_t(int32_t *i, zelString **s)>;
+#define ZEL_CALL(expr) [&]([[maybe_unused]] int32_t *i, [[maybe_unused]] zelString **s) -> int32_t { return expr; }
 
-// Outputs of one call. The text output starts as a record of the test's own,
-// so "left untouched" and "set to NULL" can be told apart.
-struct Out {
-    int32_t i = kUnset;
-    zelString *keep = zelAllocString("keep", 4);
-    zelString *s = keep;
-    Out() = default;
-    Out(const Out &) = delete;
-    Out &operator=(const Out &) = delete;
-    ~Out();
-};
-
-// The outputs as one word: the integer in decimal, the text's bytes, kKept
-// when neither was written, or kNull.
-std::string describe(const Out &o);
-
-// A wrapper called with fixed arguments; whatever it takes (nothing, an
-// integer output, a text output, or the whole Out) is filled from an Out.
-class Call {
-public:
-    template <class F, class = std::enable_if_t<!std::is_same_v<std::decay_t<F>, Call>>>
-    Call(F f) {  // NOLINT: implicit, so tables hold plain functions and lambdas
-        if constexpr (std::is_invocable_v<F>)
-            fn_ = [f](Out &) { return f(); };
-        else if constexpr (std::is_invocable_v<F, int32_t *>)
-            fn_ = [f](Out &o) { return f(&o.i); };
-        else if constexpr (std::is_invocable_v<F, zelString **>)
-            fn_ = [f](Out &o) { return f(&o.s); };
-        else
-            fn_ = f;
-    }
-    int32_t operator()(Out &o) const { return fn_(o); }
-
-private:
-    std::function<int32_t(Out &)> fn_;
-};
-
-// How a wrapper judges its reply.
 enum class Kind {
     Ok,            // action and set: "OK" anywhere
     Int,           // the integer after the prefix; "OK" not needed
     Text,          // trimmed text from the prefix to the first "OK"
     Plain,         // trimmed text from the reply's first byte to the first "OK"
     PlainCleared,  // the same, the output set to NULL once any reply is in hand
-    Fixed,         // the bytes after the prefix, untrimmed; "OK" not needed
-    Custom,        // judged by tests of its own; the table checks bytes, timeout, silence
+    Fixed,         // `width` bytes after the prefix, untrimmed; "OK" not needed
+    Custom,        // its own tests judge replies; the table checks the good one, bytes, timeout, silence
 };
 
 struct Row {
-    std::string name;  // the function as its source defines it, with an optional "(note)"
+    std::string name;
     Kind kind;
     Call call;
     std::string sent;    // exact command bytes
     std::string prefix;  // what the wrapper looks for (Int, Text, Fixed)
-    std::string line;    // the information line(s) of a good reply; none: a bare "OK"
-    std::string want;    // describe() of the outputs after the good reply
+    std::string line;    // Custom: the information line of a good reply (others build it from the prefix)
+    std::string want;    // outputs after the good reply, as describe() writes them
+    int32_t width = 0;
     int32_t timeout = 15;
-    bool logs = false;  // the wrapper logs failures of its own
     Row &wait(int32_t seconds) {
         timeout = seconds;
         return *this;
     }
-    Row &logsFailures() {
-        logs = true;
-        return *this;
-    }
 };
 
-Row okRow(std::string name, std::string sent, Call call, std::string line = "");
-Row intRow(std::string name, std::string sent, std::string prefix, Call call, std::string line, int32_t want);
-// The good line is the prefix followed by `want`.
-Row textRow(std::string name, std::string sent, std::string prefix, Call call, std::string want);
-// The good line(s) come back whole; without them only the runner's own replies are tried.
-Row plainRow(std::string name, std::string sent, Call call, std::string line = "", bool cleared = false);
-Row fixedRow(std::string name, std::string sent, std::string prefix, Call call, std::string line, std::string want);
-Row customRow(std::string name, std::string sent, Call call);
+// One-line rows: OK(zelCRCSet(1), "AT+CRC=1\r\n"), INT(zelCRCGet(i), "AT+CRC?\r\n", "CRC:"), ...
+#define OK(expr, sent) ::zeltest::Row{#expr, ::zeltest::Kind::Ok, ZEL_CALL(expr), sent, "", "", ::zeltest::kKept}
+#define INT(expr, sent, prefix) ::zeltest::Row{#expr, ::zeltest::Kind::Int, ZEL_CALL(expr), sent, prefix}
+#define TEXT(expr, sent, prefix) ::zeltest::Row{#expr, ::zeltest::Kind::Text, ZEL_CALL(expr), sent, prefix}
+#define PLAIN(expr, sent) ::zeltest::Row{#expr, ::zeltest::Kind::Plain, ZEL_CALL(expr), sent}
+#define FIXED(expr, sent, prefix, width) \
+    ::zeltest::Row{#expr, ::zeltest::Kind::Fixed, ZEL_CALL(expr), sent, prefix, "", "", width}
+#define CUSTOM(expr, sent, line, want) ::zeltest::Row{#expr, ::zeltest::Kind::Custom, ZEL_CALL(expr), sent, "", line, want}
+
+// Argument checks: the call returns `status` and nothing reaches the server.
+struct Refusal {
+    const char *what;
+    Call call;
+    int32_t status;
+};
+#define REFUSE(expr, status) ::zeltest::Refusal{#expr, ZEL_CALL(expr), status}
 
 class FamilyTest : public LinkTest {
 protected:
@@ -108,14 +73,15 @@ protected:
 
     struct Outcome {
         int32_t status;
-        std::string out;  // describe() of the outputs
+        std::string out;  // the outputs: the integer in decimal, the text, kKept or kNull
         std::string sent;
     };
     // Runs `call` against `reply`; an empty reply leaves the server silent.
     Outcome run(const Call &call, const std::string &reply);
 
-    // Every row of a family whose source is zelto_api_modules/<tag>.cpp.
+    // Every row of a family whose log lines are tagged `tag`.
     void checkTable(const char *tag, const std::vector<Row> &rows);
+    void checkRefusals(const std::vector<Refusal> &rows);
 
     struct ReplyCase {
         std::string reply;
@@ -124,30 +90,9 @@ protected:
     };
     void expectReplies(const Call &call, const std::vector<ReplyCase> &cases, int32_t timeout = 15);
 
-    // Argument checks: the status, and nothing reaches the server.
-    struct Refusal {
-        const char *what;
-        Call call;
-        int32_t status;
-    };
-    void checkRefusals(const std::vector<Refusal> &rows);
-
-    // Accepted arguments: answered "OK", the call succeeds having sent `command`.
-    struct Sent {
-        const char *what;
-        Call call;
-        std::string command;
-        int32_t timeout = 15;
-    };
-    void checkSent(const std::vector<Sent> &rows);
-
-    // Asserts that the last call sent nothing: a probe answered now must be
-    // all the server saw since its record was cleared.
-    void expectNothingSent();
-
 private:
-    void checkRow(const Row &r, const char *tag, const std::string &source);
-    void checkSilence(const Row &r, const char *tag, std::pair<int, int> definition);
+    void checkRow(const Row &r, const char *tag);
+    void expectNothingSent();
 };
 
 }  // namespace zeltest
