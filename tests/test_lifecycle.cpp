@@ -3,32 +3,22 @@
 // paths; the child reports log lines, sleep requests and failed checks back
 // through a pipe, and the parent judges them with the exit status.
 #include <gtest/gtest.h>
-
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <stdio.h>
-#include <stdlib.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
-#include <functional>
-#include <string>
-#include <thread>
-#include <tuple>
-#include <vector>
+#include <memory>
 
-#include "core/link.h"
-#include "core/platform.h"
-#include "fake_server.h"
-#include "zelto_sdk.h"
+#include "test_support.h"  // the library's headers, gtest and the fake server's std headers
 
 namespace {
 
-// ---- child side ----------------------------------------------------------
+using S = std::string;
+using Clock = std::chrono::steady_clock;
 
 int g_up = -1;  // child -> parent: one report per line
 pthread_t g_main;
@@ -41,44 +31,31 @@ void report(const char *prefix, const char *text) {
     for (const char *part : {prefix, text})
         for (const char *c = part; *c != '\0' && n < sizeof line - 1; ++c) line[n++] = *c == '\n' ? '|' : *c;
     line[n++] = '\n';
-    if (write(g_up, line, n) < 0) {
-    }
+    if (write(g_up, line, n) < 0) return;
 }
 
-#define CHILD_CHECK(cond)                                                                \
-    do {                                                                                 \
-        if (!(cond)) report("FAIL: ", (std::to_string(__LINE__) + ": " #cond).c_str()); \
-    } while (0)
+#define CHILD_CHECK(cond) \
+    if (!(cond)) report("FAIL: ", (std::to_string(__LINE__) + ": " #cond).c_str())
 
-void logToParent(int priority, const char *text) {
-    char prefix[] = "L0 ";
-    prefix[1] = char('0' + priority % 10);
-    report(prefix, text);
-}
-void noLogOpen(const char *, int, int) {}
-void noLogClose() {}
-
-// Reports the main thread's sleep requests and keeps every pause short.
-void recordingSleep(uint64_t us) {
-    if (pthread_equal(pthread_self(), g_main)) report("S ", std::to_string(us).c_str());
-    std::this_thread::sleep_for(std::chrono::microseconds(std::min<uint64_t>(us, 20000)));
-}
-
-struct Paths {
-    std::string dir, lock, server, ip, notify;
-};
+struct Paths { S dir, lock, server, ip, notify; };
 
 // Points the library at the test's paths (a child never destroys them: it
-// ends with _exit) and at the report pipe.
+// ends with _exit) and the report pipe; the main thread's pauses are reported and all kept short.
 void childPlatform(const Paths &p) {
-    zel::g_platform.lock_file = p.lock.c_str();
-    zel::g_platform.server_socket = p.server.c_str();
-    zel::g_platform.ip_socket = p.ip.c_str();
-    zel::g_platform.notify_socket = p.notify.c_str();
-    zel::g_platform.log_open = noLogOpen;
-    zel::g_platform.log_close = noLogClose;
-    zel::g_platform.log_write = logToParent;
-    zel::g_platform.sleep_us = recordingSleep;
+    auto &pf = zel::g_platform;
+    pf.lock_file = p.lock.c_str(), pf.server_socket = p.server.c_str();
+    pf.ip_socket = p.ip.c_str(), pf.notify_socket = p.notify.c_str();
+    pf.log_open = [](const char *, int, int) {};
+    pf.log_close = [] {};
+    pf.log_write = [](int priority, const char *text) {
+        char prefix[] = "L0 ";
+        prefix[1] = char('0' + priority % 10);
+        report(prefix, text);
+    };
+    pf.sleep_us = [](uint64_t us) {
+        if (pthread_equal(pthread_self(), g_main)) report("S ", std::to_string(us).c_str());
+        std::this_thread::sleep_for(std::chrono::microseconds(std::min<uint64_t>(us, 20000)));
+    };
 }
 
 // Starts the library against a fake server, then waits for signals.
@@ -89,23 +66,19 @@ int runUntilSignalled(const Paths &p) {
     for (;;) pause();
 }
 
-// ---- parent side ---------------------------------------------------------
-
 class Child {
 public:
-    explicit Child(const Paths &p, const std::function<int()> &body) {
+    Child(const Paths &p, const std::function<int()> &body) {
         int up[2];
         if (pipe2(up, O_CLOEXEC) != 0) abort();
-        fflush(stdout);
-        fflush(stderr);
+        fflush(nullptr);
         pid_ = fork();
         if (pid_ == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
             close(up[0]);
             g_up = up[1];
             g_main = pthread_self();
-            // The library ends the process with exit(): skip the test binary's
-            // own destructors then.
+            // The library ends the process with exit(): skip the test binary's destructors then.
             on_exit([](int status, void *) { _exit(status); }, nullptr);
             childPlatform(p);
             _exit(body());
@@ -113,51 +86,37 @@ public:
         close(up[1]);
         from_ = up[0];
     }
-
     ~Child() {
-        if (pid_ > 0) {
-            kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
-        }
+        if (pid_ > 0) kill(pid_, SIGKILL), waitpid(pid_, nullptr, 0);
         close(from_);
     }
-
     void signal(int signum) { kill(pid_, signum); }
 
     // Reads reports until one contains `needle`.
-    bool waitFor(const std::string &needle) {
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (count(needle) == 0 && std::chrono::steady_clock::now() < deadline)
+    bool waitFor(const S &needle) {
+        for (auto end = Clock::now() + std::chrono::seconds(10); !count(needle) && Clock::now() < end;)
             if (readSome(20) < 0) break;
         return count(needle) > 0;
     }
-
-    // Waits for the child to end: its wait status, or -1 when it hung and was killed.
-    int finish() {
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    // Reports that start with `prefix` and contain `needle`.
+    int count(const S &needle, const S &prefix = "") const {
+        int n = 0;
+        for (const S &l : lines_) n += l.rfind(prefix, 0) == 0 && l.find(needle) != S::npos;
+        return n;
+    }
+    // The child exited by itself (within 20 s) with `code`, and none of its checks failed.
+    void expectExit(int code) {
         int status = -1;
-        while (waitpid(pid_, &status, WNOHANG) != pid_) {
-            if (std::chrono::steady_clock::now() > deadline) return -1;  // the destructor kills it
-            readSome(20);
-        }
+        for (auto end = Clock::now() + std::chrono::seconds(20); waitpid(pid_, &status, WNOHANG) != pid_; readSome(20))
+            if (Clock::now() > end) {
+                ADD_FAILURE() << "child hung";  // the destructor kills it
+                return;
+            }
         pid_ = -1;
         while (readSome(0) > 0) {
         }
-        return status;
-    }
-
-    // Reports that start with `prefix` and contain `needle`.
-    int count(const std::string &needle, const std::string &prefix = "") const {
-        int n = 0;
-        for (const std::string &l : lines_) n += l.rfind(prefix, 0) == 0 && l.find(needle) != std::string::npos;
-        return n;
-    }
-
-    // The child exited by itself with `code`, and none of its checks failed.
-    void expectExit(int code) {
-        int status = finish();
-        EXPECT_TRUE(status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == code) << "wait status " << status;
-        for (const std::string &l : lines_) EXPECT_NE(l.rfind("FAIL: ", 0), 0u) << l;
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == code) << "wait status " << status;
+        EXPECT_EQ(count("", "FAIL: "), 0) << ::testing::PrintToString(lines_);
     }
 
 private:
@@ -169,26 +128,27 @@ private:
         ssize_t n = read(from_, buf, sizeof buf);
         if (n <= 0) return -1;
         partial_.append(buf, static_cast<size_t>(n));
-        for (size_t at; (at = partial_.find('\n')) != std::string::npos; partial_.erase(0, at + 1))
+        for (size_t at; (at = partial_.find('\n')) != S::npos; partial_.erase(0, at + 1))
             lines_.push_back(partial_.substr(0, at));
         return 1;
     }
 
     pid_t pid_ = -1;
     int from_ = -1;
-    std::string partial_;
-    std::vector<std::string> lines_;
+    S partial_;
+    std::vector<S> lines_;
 };
 
-bool exists(const std::string &path) { return access(path.c_str(), F_OK) == 0; }
+bool exists(const S &path) { return access(path.c_str(), F_OK) == 0; }
+const char kRunning[] = ": ZELTO SDK already running.";
 
 class Lifecycle : public ::testing::Test {
 protected:
     void SetUp() override {
         char dir[] = "/tmp/zellife-XXXXXX";
         ASSERT_NE(mkdtemp(dir), nullptr);
-        p = {dir, std::string(dir) + "/lock", std::string(dir) + "/server.sock", std::string(dir) + "/ip.sock",
-             std::string(dir) + "/notify.sock"};
+        S d = dir;
+        p = {d, d + "/lock", d + "/server.sock", d + "/ip.sock", d + "/notify.sock"};
     }
     void TearDown() override { std::filesystem::remove_all(p.dir); }
 
@@ -202,112 +162,76 @@ TEST_F(Lifecycle, WithoutServerInitGivesFiveAndTheLockStaysTakenUntilExit) {
         CHILD_CHECK(zelInit() == 5);
         CHILD_CHECK(exists(p.lock) && zel::currentQueue() == nullptr);
         // The handlers go in before anything can fail.
-        struct sigaction sa;
-        sigaction(SIGINT, nullptr, &sa);
-        CHILD_CHECK(sa.sa_handler != SIG_IGN && sa.sa_handler != SIG_DFL);
-        sigaction(SIGPIPE, nullptr, &sa);
-        CHILD_CHECK(sa.sa_handler == SIG_IGN);
-        CHILD_CHECK(zelInit() == 4);
-        CHILD_CHECK(zelExit() == 0);
-        CHILD_CHECK(!exists(p.lock));
-        CHILD_CHECK(zelInit() == 5);  // tries afresh
-        CHILD_CHECK(zelExit() == 0);
+        struct sigaction intr, pipe;
+        sigaction(SIGINT, nullptr, &intr), sigaction(SIGPIPE, nullptr, &pipe);
+        CHILD_CHECK(intr.sa_handler != SIG_IGN && intr.sa_handler != SIG_DFL && pipe.sa_handler == SIG_IGN);
+        CHILD_CHECK(zelInit() == 4 && zelExit() == 0 && !exists(p.lock));
+        CHILD_CHECK(zelInit() == 5 && zelExit() == 0);  // tries afresh
         return 0;
     });
     child.expectExit(0);
-    EXPECT_EQ(child.count(": ZELTO SDK already running.", "L3 core:"), 1);
+    EXPECT_EQ(child.count(kRunning, "L3 core:"), 1);
     EXPECT_FALSE(exists(p.lock));
 }
 
-TEST_F(Lifecycle, ASecondProcessGetsFourWhileTheFirstRuns) {
-    Child first(p, [&] { return runUntilSignalled(p); });
-    ASSERT_TRUE(first.waitFor("READY"));
-    Child second(p, [&] {
-        CHILD_CHECK(zelInit() == 4);  // the first one's server would have let it start
-        CHILD_CHECK(zelExit() == 0);
-        CHILD_CHECK(exists(p.lock));  // not ours to remove
-        return 0;
-    });
-    second.expectExit(0);
-    EXPECT_EQ(second.count(": ZELTO SDK already running.", "L3 core:"), 1);
-    EXPECT_TRUE(exists(p.lock));
-    first.signal(SIGTERM);
-    first.expectExit(SIGTERM);
-    EXPECT_FALSE(exists(p.lock));
-}
-
-TEST_F(Lifecycle, ALeftoverLockFileRefusesAndExitWithoutTheLockTouchesNothing) {
-    FILE *f = fopen(p.lock.c_str(), "w");
-    ASSERT_NE(f, nullptr);
-    fclose(f);
-    Child child(p, [&] {
-        zeltest::FakeServer server(p.server);
-        CHILD_CHECK(zelExit() == 0);
-        CHILD_CHECK(exists(p.lock));
-        CHILD_CHECK(zelInit() == 4);
-        CHILD_CHECK(lock_fd == -1);
-        CHILD_CHECK(zelExit() == 0);
-        CHILD_CHECK(exists(p.lock));
-        return 0;
-    });
-    child.expectExit(0);
-    EXPECT_EQ(child.count(": ZELTO SDK already running.", "L3 core:"), 1);
-    EXPECT_TRUE(exists(p.lock));
+TEST_F(Lifecycle, ASecondProcessGetsFourWhileTheFirstRunsAndAfterItWasKilled) {
+    auto second = [&](bool own_server) {
+        Child child(p, [&] {
+            // A server is there that would have let it start.
+            std::unique_ptr<zeltest::FakeServer> server(own_server ? new zeltest::FakeServer(p.server) : nullptr);
+            CHILD_CHECK(zelExit() == 0 && exists(p.lock));  // without the lock it touches nothing
+            CHILD_CHECK(zelInit() == 4 && lock_fd == -1);
+            CHILD_CHECK(zelExit() == 0 && exists(p.lock));  // not ours to remove
+            return 0;
+        });
+        child.expectExit(0);
+        EXPECT_EQ(child.count(kRunning, "L3 core:"), 1);
+        EXPECT_TRUE(exists(p.lock));
+    };
+    {
+        Child first(p, [&] { return runUntilSignalled(p); });
+        ASSERT_TRUE(first.waitFor("READY"));
+        second(false);
+    }  // killed: its lock file is left over
+    second(true);
 }
 
 TEST_F(Lifecycle, HandledSignalsRemoveTheLockAndExitWithTheirNumber) {
-    const std::pair<int, const char *> cases[] = {
-        {SIGINT, nullptr},  {SIGTERM, nullptr}, {SIGHUP, nullptr},
-        {SIGQUIT, nullptr}, {SIGTSTP, nullptr}, {SIGABRT, nullptr},
-        {SIGUSR1, ": User event 1 occurred|"},  // the line's "\n" comes as '|'
-        {SIGUSR2, ": User event 2 occurred|"},
-        {SIGSEGV, ": Segmentation fault occurred|"},
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(strsignal(c.first));
+    const std::pair<int, const char *> cases[] = {  // the log line's "\n" comes as '|'
+        {SIGINT, nullptr}, {SIGTERM, nullptr}, {SIGHUP, nullptr}, {SIGQUIT, nullptr}, {SIGTSTP, nullptr},
+        {SIGABRT, nullptr}, {SIGUSR1, ": User event 1 occurred|"}, {SIGUSR2, ": User event 2 occurred|"},
+        {SIGSEGV, ": Segmentation fault occurred|"}};
+    for (const auto &[signum, line] : cases) {
+        SCOPED_TRACE(strsignal(signum));
         Child child(p, [&] { return runUntilSignalled(p); });
         ASSERT_TRUE(child.waitFor("READY"));
         ASSERT_TRUE(exists(p.lock));
-        child.signal(c.first);
-        child.expectExit(c.first);
+        child.signal(signum);
+        child.expectExit(signum);
         EXPECT_FALSE(exists(p.lock));
-        EXPECT_EQ(child.count("", "L2 "), c.second ? 1 : 0);
-        if (c.second) EXPECT_EQ(child.count(c.second, "L2 core:"), 1);
+        EXPECT_EQ(child.count("", "L2 "), line ? 1 : 0);
+        if (line) EXPECT_EQ(child.count(line, "L2 core:"), 1);
     }
 }
 
-TEST_F(Lifecycle, StartPausesTwiceAndStartsBothListeners) {
+TEST_F(Lifecycle, StartPausesTwiceForAtLeastOneRealSecondAndStartsBothListeners) {
     Child child(p, [&] {
         zeltest::FakeServer server(p.server), ip(p.ip), notify(p.notify);
         for (int round = 1; round <= 2; ++round) {
+            if (round == 2) zel::g_platform.sleep_us = zel::defaultPlatform().sleep_us;
+            auto t0 = Clock::now();
             CHILD_CHECK(zelInit() == 0);
+            CHILD_CHECK(round == 1 || Clock::now() - t0 >= std::chrono::seconds(1));
             CHILD_CHECK(zel::receiverRunning() && zel::currentQueue() != nullptr);
-            CHILD_CHECK(server.waitForConnections(round));
-            CHILD_CHECK(ip.waitForConnections(round));
-            CHILD_CHECK(notify.waitForConnections(round));
+            for (zeltest::FakeServer *s : {&server, &ip, &notify}) CHILD_CHECK(s->waitForConnections(round));
             CHILD_CHECK(zelExit() == 0);
-            CHILD_CHECK(!zel::receiverRunning() && zel::currentQueue() == nullptr);
-            CHILD_CHECK(!exists(p.lock));
+            CHILD_CHECK(!zel::receiverRunning() && zel::currentQueue() == nullptr && !exists(p.lock));
         }
         return 0;
     });
     child.expectExit(0);
-    EXPECT_EQ(child.count("500000", "S "), 4);
-    EXPECT_EQ(child.count("", "S "), 4);  // nothing else on this thread
-}
-
-TEST_F(Lifecycle, ASuccessfulStartTakesAtLeastOneSecondWithRealPauses) {
-    Child child(p, [&] {
-        zel::g_platform.sleep_us = zel::defaultPlatform().sleep_us;
-        zeltest::FakeServer server(p.server);
-        auto t0 = std::chrono::steady_clock::now();
-        CHILD_CHECK(zelInit() == 0);
-        auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - t0);
-        CHILD_CHECK(ms.count() >= 1000);
-        CHILD_CHECK(zelExit() == 0);
-        return 0;
-    });
-    child.expectExit(0);
+    EXPECT_EQ(child.count("500000", "S "), 2);
+    EXPECT_EQ(child.count("", "S "), 2);  // nothing else on this thread
 }
 
 TEST(Version, NeedsThreeOutputs) {
@@ -315,7 +239,8 @@ TEST(Version, NeedsThreeOutputs) {
         int32_t v[3] = {-7, -7, -7};
         auto at = [&](int i) { return (missing >> i & 1) ? nullptr : &v[i]; };
         EXPECT_EQ(zelGetSDKVersion(at(0), at(1), at(2)), missing ? 5 : 0);
-        EXPECT_EQ(std::make_tuple(v[0], v[1], v[2]), missing ? std::make_tuple(-7, -7, -7) : std::make_tuple(2, 2, 5));
+        const std::vector<int32_t> want = missing ? std::vector<int32_t>{-7, -7, -7} : std::vector<int32_t>{2, 2, 5};
+        EXPECT_EQ(std::vector<int32_t>(v, v + 3), want);
     }
 }
 

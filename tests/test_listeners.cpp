@@ -1,54 +1,46 @@
 // The two event listeners over real sockets. Their threads are detached and live
 // until the process ends, so this binary starts each listener once, fills both
 // registries once (ten slots each) and restarts the servers on the same paths.
-#include <gtest/gtest.h>
-
-#include <stdlib.h>
-#include <syslog.h>
+#include <string.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <map>
-#include <mutex>
-#include <string>
-#include <thread>
 #include <utility>
-#include <vector>
 
-#include "test_support.h"
+#include "test_support.h"  // with gtest and the fake server's std headers
 
 namespace {
 
 using zeltest::FakeServer;
-using zeltest::LogCapture;
 using zeltest::waitUntil;
+using S = std::string;
+using Events = std::vector<S>;
+using Seen = std::vector<std::pair<int, S>>;
 
 // What each callback saw, in call order: (callback id, text or record).
 struct Calls {
     std::mutex mu;
-    std::vector<std::pair<int, std::string>> seen;
-
-    void add(int id, std::string what) {
-        std::lock_guard<std::mutex> lock(mu);
-        seen.emplace_back(id, std::move(what));
-    }
-    std::vector<std::pair<int, std::string>> take() {
+    Seen seen;
+    Seen take() {
         std::lock_guard<std::mutex> lock(mu);
         return std::exchange(seen, {});
     }
-};
-Calls g_ip, g_note;
+} g_ip, g_note;
 
+void add(Calls &c, int id, S what) {
+    std::lock_guard<std::mutex> lock(c.mu);
+    c.seen.emplace_back(id, std::move(what));
+}
 template <int Id>
-void ipCallback(const char *text) { g_ip.add(Id, text); }
+void ipCallback(const char *text) { add(g_ip, Id, text); }
 
 // Records as "type:value", "3:status/progress" or "4:text".
 template <int Id>
 void noteCallback(zelNotification *n) {
     const auto &p = n->payload;
-    std::string what = n->type == NOTIFICATION_URC ? std::string(p.urc.data, p.urc.length) : std::to_string(p.value);
+    S what = n->type == NOTIFICATION_URC ? S(p.urc.data, p.urc.length) : std::to_string(p.value);
     if (n->type == NOTIFICATION_OTA_STATUS) what = std::to_string(p.ota.status) + "/" + std::to_string(p.ota.progress);
-    g_note.add(Id, std::to_string(n->type) + ":" + what);
+    add(g_note, Id, std::to_string(n->type) + ":" + what);
 }
 
 // Slot 8 holds a null entry (skipped when calling), slot 9 repeats callback 0.
@@ -60,24 +52,14 @@ std::mutex g_pause_mu;
 auto *const g_pauses = new std::map<std::thread::id, int>;
 std::atomic<int> g_other_pauses{0};
 
-void shortSleep(uint64_t us) {
-    if (us != 2000000) ++g_other_pauses;
-    std::unique_lock<std::mutex> lock(g_pause_mu);
-    ++(*g_pauses)[std::this_thread::get_id()];
-    lock.unlock();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-}
-
-// Plain arrays: the listener threads read the paths until the process ends.
+// Plain arrays and leaked objects: the listener threads use them until the process ends.
 char g_dir[64], g_ip_path[96], g_note_path[96];
-LogCapture *g_log;  // kept for the life of the process, like the threads
+zeltest::LogCapture *g_log;
 FakeServer *g_ip_server, *g_note_server;
 
 // Waits until the event `last` has reached every callback, checks that each
-// event so far reached every callback in registration order, and returns
-// each event once.
-using Events = std::vector<std::string>;
-Events delivered(Calls &calls, const std::string &last) {
+// event so far reached every callback in registration order, and returns each event once.
+Events delivered(Calls &calls, const S &last) {
     EXPECT_TRUE(waitUntil([&] {
         std::lock_guard<std::mutex> lock(calls.mu);
         return calls.seen.size() % kCallOrder.size() == 0 && !calls.seen.empty() && calls.seen.back().second == last;
@@ -100,7 +82,7 @@ void sendMessage(const std::vector<int> &values) {
         return g_log->count(" notification\n") + g_log->count("Failed to parse notification payload");
     };
     int before = handled();
-    g_note_server->push(std::string(values.begin(), values.end()));
+    g_note_server->push(S(values.begin(), values.end()));
     EXPECT_TRUE(waitUntil([&] { return handled() > before; }));
 }
 
@@ -113,28 +95,29 @@ void registerEight(std::integer_sequence<int, Id...>) {
 class Listeners : public ::testing::Environment {
 public:
     void SetUp() override {
-        g_log = new LogCapture();
-        snprintf(g_dir, sizeof g_dir, "/tmp/zellisten-XXXXXX");
-        ASSERT_NE(mkdtemp(g_dir), nullptr);
-        snprintf(g_ip_path, sizeof g_ip_path, "%s/ip.sock", g_dir);
-        snprintf(g_note_path, sizeof g_note_path, "%s/note.sock", g_dir);
-        zel::g_platform.ip_socket = g_ip_path;
-        zel::g_platform.notify_socket = g_note_path;
-        zel::g_platform.sleep_us = shortSleep;
+        g_log = new zeltest::LogCapture();
+        ASSERT_NE(mkdtemp(strcpy(g_dir, "/tmp/zellisten-XXXXXX")), nullptr);
+        zel::g_platform.ip_socket = strcat(strcpy(g_ip_path, g_dir), "/ip.sock");
+        zel::g_platform.notify_socket = strcat(strcpy(g_note_path, g_dir), "/note.sock");
+        zel::g_platform.sleep_us = [](uint64_t us) {
+            g_other_pauses += us != 2000000;
+            std::unique_lock<std::mutex> lock(g_pause_mu);
+            ++(*g_pauses)[std::this_thread::get_id()];
+            lock.unlock();
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        };
         g_ip_server = new FakeServer(g_ip_path);
         g_note_server = new FakeServer(g_note_path);
         ASSERT_EQ(init_ip_listener_thread(), 0);
         ASSERT_EQ(InitNotificationListenerThread(), 0);
-        ASSERT_TRUE(g_ip_server->waitForConnections(1));
-        ASSERT_TRUE(g_note_server->waitForConnections(1));
+        ASSERT_TRUE(g_ip_server->waitForConnections(1) && g_note_server->waitForConnections(1));
         ASSERT_TRUE(waitUntil([] {
-            return g_log->contains(std::string("Connected to server at ") + g_ip_path + "\n", LOG_INFO) &&
-                   g_log->contains(std::string("Connected to server at ") + g_note_path + "\n", LOG_INFO);
+            return g_log->contains(S("Connected to server at ") + g_ip_path + "\n", LOG_INFO) &&
+                   g_log->contains(S("Connected to server at ") + g_note_path + "\n", LOG_INFO);
         }));
         g_log->clear();
 
-        // NULL is refused by the exported calls without a word; the internal
-        // ones keep it, in slot 8.
+        // NULL is refused by the exported calls without a word; the internal ones keep it, in slot 8.
         EXPECT_EQ(zelRegisterIPChanged(nullptr), 5);
         EXPECT_EQ(zelRegisterNotification(nullptr), 5);
         EXPECT_TRUE(g_log->lines().empty());
@@ -158,16 +141,15 @@ public:
 ::testing::Environment *const g_env = ::testing::AddGlobalTestEnvironment(new Listeners);
 
 TEST(IpListener, EventsOfUpTo255BytesArriveWholeAtEveryCallbackInOrder) {
-    const std::string full(255, 'a');
+    const S full(255, 'a');
     g_ip_server->push(full);
     EXPECT_EQ(delivered(g_ip, full), Events{full});
     EXPECT_TRUE(g_log->contains("Received notification: " + full + "\n", LOG_INFO));
 
     // A longer burst arrives as several events, in order and complete.
-    std::string burst;
+    S burst, joined;
     for (int i = 0; i < 600; ++i) burst.push_back(char('A' + i % 26));
     g_ip_server->push(burst);
-    std::string joined;
     EXPECT_TRUE(waitUntil([&] {
         for (const auto &c : g_ip.take()) {
             EXPECT_LE(c.second.size(), 255u);
@@ -181,21 +163,12 @@ TEST(IpListener, EventsOfUpTo255BytesArriveWholeAtEveryCallbackInOrder) {
 // Each message is followed by a marker that is always delivered, so a message
 // that delivers nothing is seen to deliver nothing.
 TEST(NotificationListener, WholeMessagesInOrderAndOnlyChangedStates) {
-    const struct {
-        std::vector<int> message;
-        Events delivered;
-    } steps[] = {
+    const struct { std::vector<int> message; Events delivered; } steps[] = {
         {{2, 0x2A, 3, 90, 50, 4, 0, 0, 0, 5, '+', 'C', 'M', 'T', 'I'}, {"2:1", "3:90/50", "4:+CMTI"}},
         // A bad item anywhere drops the whole message, and the state with it.
-        {{6, 200, 9, 0}, {}},
-        {{6, 200, 4, 0, 0, 0, 9, 'x'}, {}},
-        {{6, 200, 3, 1}, {}},
-        {{6, 200}, {"6:200"}},
-        {{6, 200, 7, 5}, {"7:5"}},
-        {{0, 9}, {}},
-        {{0, 4, 0, 4}, {"0:4"}},
-        {{1, 5, 1, 6, 5, 0, 5, 1}, {"1:6", "5:1"}},
-        {{2, 1, 2, 1}, {"2:1", "2:1"}},
+        {{6, 200, 9, 0}, {}}, {{6, 200, 4, 0, 0, 0, 9, 'x'}, {}}, {{6, 200, 3, 1}, {}},
+        {{6, 200}, {"6:200"}}, {{6, 200, 7, 5}, {"7:5"}}, {{0, 9}, {}}, {{0, 4, 0, 4}, {"0:4"}},
+        {{1, 5, 1, 6, 5, 0, 5, 1}, {"1:6", "5:1"}}, {{2, 1, 2, 1}, {"2:1", "2:1"}},
     };
     for (const auto &step : steps) {
         sendMessage(step.message);
@@ -215,7 +188,6 @@ TEST(Registries, EleventhRegistrationFailsAndKeepsTheTen) {
     EXPECT_EQ(zelRegisterNotification(noteCallback<9>), 5);
     EXPECT_TRUE(g_log->contains(": RegisterIPChangedEvent: failed to register", LOG_ERR));
     EXPECT_TRUE(g_log->contains(": RegisterNotification: failed to register", LOG_ERR));
-
     g_ip_server->push("after eleventh");
     EXPECT_EQ(delivered(g_ip, "after eleventh"), Events{"after eleventh"});
     // notifyCallbacks runs the same callbacks on the caller's thread.
@@ -228,14 +200,11 @@ TEST(Registries, EleventhRegistrationFailsAndKeepsTheTen) {
 }
 
 TEST(Listeners, ReconnectAfterTheServersReturnWithoutSpinning) {
-    int ip_connections = g_ip_server->connections();
-    int note_connections = g_note_server->connections();
+    int ip_connections = g_ip_server->connections(), note_connections = g_note_server->connections();
     std::unique_lock<std::mutex> lock(g_pause_mu);
     std::map<std::thread::id, int> before = *g_pauses;
     lock.unlock();
-    g_ip_server->stop();
-    g_note_server->stop();
-
+    for (FakeServer *s : {g_ip_server, g_note_server}) s->stop();
     // While the servers are gone each listener keeps pausing 2 s between attempts.
     EXPECT_TRUE(waitUntil([&] {
         std::lock_guard<std::mutex> lock(g_pause_mu);
@@ -244,9 +213,7 @@ TEST(Listeners, ReconnectAfterTheServersReturnWithoutSpinning) {
         return retrying == 2;
     }));
     EXPECT_EQ(g_other_pauses.load(), 0);
-
-    g_ip_server->start();
-    g_note_server->start();
+    for (FakeServer *s : {g_ip_server, g_note_server}) s->start();
     ASSERT_TRUE(g_ip_server->waitForConnections(ip_connections + 1));
     ASSERT_TRUE(g_note_server->waitForConnections(note_connections + 1));
     g_ip_server->push("back again");

@@ -3,22 +3,21 @@
 #include <gtest/gtest.h>
 
 #include <stdarg.h>
-#include <stdio.h>
 #include <string.h>
 #include <syslog.h>
 
 #include <memory>
 #include <random>
-#include <string>
-#include <vector>
+#include <tuple>
 
 #include "core/notification_decoder.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
+using S = std::string;
 
-std::vector<std::string> g_lines;
+std::vector<S> g_lines;
 
 void captureLog(int priority, const char *format, ...) {
     char text[512];
@@ -29,31 +28,30 @@ void captureLog(int priority, const char *format, ...) {
     g_lines.push_back(std::to_string(priority) + " " + text);
 }
 
-std::string err(const std::string &text) { return std::to_string(LOG_ERR) + " " + text; }
+S err(const S &text) { return std::to_string(LOG_ERR) + " " + text; }
 
 // Records as "type:value", "3:status/progress" or "4@offset:text", where the
 // offset is where the URC text sits in the message.
-std::string render(const zelNotification *records, size_t count, const uint8_t *message) {
-    std::string s;
+S render(const zelNotification *records, size_t count, const uint8_t *message) {
+    S s;
     for (size_t i = 0; i < count; ++i) {
-        const zelNotification &n = records[i];
+        const auto &n = records[i];
+        const auto &p = n.payload;
         s += (i ? " " : "") + std::to_string(n.type);
-        if (n.type == NOTIFICATION_OTA_STATUS) {
-            s += ":" + std::to_string(n.payload.ota.status) + "/" + std::to_string(n.payload.ota.progress);
-        } else if (n.type == NOTIFICATION_URC) {
-            const char *text = n.payload.urc.data;
-            s += "@" + std::to_string(reinterpret_cast<const uint8_t *>(text) - message) + ":" +
-                 std::string(text, n.payload.urc.length);
-        } else {
-            s += ":" + std::to_string(n.payload.value);
-        }
+        if (n.type == NOTIFICATION_OTA_STATUS)
+            s += ":" + std::to_string(p.ota.status) + "/" + std::to_string(p.ota.progress);
+        else if (n.type != NOTIFICATION_URC)
+            s += ":" + std::to_string(p.value);
+        else
+            s += "@" + std::to_string(reinterpret_cast<const uint8_t *>(p.urc.data) - message) + ":" +
+                 S(p.urc.data, p.urc.length);
     }
     return s;
 }
 
 // Decodes an exact-size heap copy, so the sanitizers see any stray read:
 // the records rendered, or "refused" with the reasons in g_lines.
-std::string decode(const Bytes &bytes, size_t capacity = zel::kNotificationRecordsMax) {
+S decode(const Bytes &bytes, size_t capacity = zel::kNotificationRecordsMax) {
     g_lines.clear();
     std::unique_ptr<uint8_t[]> msg(new uint8_t[bytes.size()]);
     if (!bytes.empty()) memcpy(msg.get(), bytes.data(), bytes.size());
@@ -64,7 +62,7 @@ std::string decode(const Bytes &bytes, size_t capacity = zel::kNotificationRecor
 }
 
 // A URC item holding `text`, between the bytes `before` and `after`.
-Bytes urc(const std::string &text, Bytes before = {}, const Bytes &after = {}) {
+Bytes urc(const S &text, Bytes before = {}, const Bytes &after = {}) {
     uint32_t n = static_cast<uint32_t>(text.size());
     before.insert(before.end(), {4, uint8_t(n >> 24), uint8_t(n >> 16), uint8_t(n >> 8), uint8_t(n)});
     for (char c : text) before.push_back(uint8_t(c));
@@ -73,10 +71,7 @@ Bytes urc(const std::string &text, Bytes before = {}, const Bytes &after = {}) {
 }
 
 TEST(NotificationDecoder, WellFormedMessagesDecodeInOrder) {
-    const struct {
-        Bytes bytes;
-        std::string records;
-    } cases[] = {
+    const struct { Bytes bytes; S records; } cases[] = {
         {{0, 0xC8, 1, 0, 5, 7, 6, 0xFF, 7, 3}, "0:200 1:0 5:7 6:255 7:3"},
         {{2, 0x2A, 2, 0, 2, 0xFF}, "2:1 2:0 2:1"},  // SMS flag normalised
         {urc("+CREG: 1", {2, 1, 3, 100, 7}, {0, 4, 7, 2}), "2:1 3:100/7 4@10:+CREG: 1 0:4 7:2"},
@@ -90,51 +85,40 @@ TEST(NotificationDecoder, WellFormedMessagesDecodeInOrder) {
 }
 
 TEST(NotificationDecoder, AnyBadItemDropsTheWholeMessage) {
-    auto payload = [](const char *reason) {
-        return std::vector<std::string>{err(reason), err("Failed to build notification from payload")};
-    };
-    const struct {
-        Bytes bytes;
-        std::vector<std::string> log;
-    } cases[] = {
-        {{8, 1}, {err("Invalid notification type: 8")}},
-        {{2, 1, 9, 0}, {err("Invalid notification type: 9")}},
-        {urc("x", {}, {255}), {err("Invalid notification type: 255")}},
-        {{4, 0, 0, 0, 3, 'a', 'b', 'c', 'd'}, {err("Invalid notification type: 100")}},
-        {{7, 1, 0}, payload("Invalid payload length for Network Mode Change Indication")},
-        {{1}, payload("Invalid payload length for SIM Status Indication")},
-        {{2}, payload("Invalid payload length for New SMS Message Indication")},
-        {{3, 1}, payload("Invalid payload length for OTA Status Indication")},
-        {{0, 1, 3}, payload("Invalid payload length for OTA Status Indication")},
-        {{4, 0, 0, 0}, payload("Invalid payload length for URC Indication")},
-        {{4, 0, 0, 0, 5, 'a', 'b', 'c', 'd'}, payload("Length is not enough for URC data")},
-        {{4, 0xFF, 0xFF, 0xFF, 0xFF, 'a'}, payload("Length is not enough for URC data")},
-        {{4, 1, 0, 0, 0, 'a'}, payload("Length is not enough for URC data")},
-        {{5}, payload("Invalid payload length for SIM Status Indication")},
-        {{2, 1, 6}, payload("Invalid payload length for SIM Status Indication")},
-        {{3, 1, 2, 7}, payload("Invalid payload length for wakeup Indication")},
-        {{}, {}},
+    const S kType = "Invalid notification type: ", kLen = "Invalid payload length for ",
+            kUrc = "Length is not enough for URC data";
+    const struct { Bytes bytes; S reason; bool payload; } cases[] = {
+        {{8, 1}, kType + "8", false}, {{2, 1, 9, 0}, kType + "9", false}, {urc("x", {}, {255}), kType + "255", false},
+        {{4, 0, 0, 0, 3, 'a', 'b', 'c', 'd'}, kType + "100", false},
+        {{7, 1, 0}, kLen + "Network Mode Change Indication", true}, {{1}, kLen + "SIM Status Indication", true},
+        {{2}, kLen + "New SMS Message Indication", true}, {{3, 1}, kLen + "OTA Status Indication", true},
+        {{0, 1, 3}, kLen + "OTA Status Indication", true}, {{4, 0, 0, 0}, kLen + "URC Indication", true},
+        {{4, 0, 0, 0, 5, 'a', 'b', 'c', 'd'}, kUrc, true}, {{4, 0xFF, 0xFF, 0xFF, 0xFF, 'a'}, kUrc, true},
+        {{4, 1, 0, 0, 0, 'a'}, kUrc, true}, {{5}, kLen + "SIM Status Indication", true},
+        {{2, 1, 6}, kLen + "SIM Status Indication", true}, {{3, 1, 2, 7}, kLen + "wakeup Indication", true},
     };
     for (const auto &c : cases) {
         EXPECT_EQ(decode(c.bytes), "refused") << testing::PrintToString(c.bytes);
-        EXPECT_EQ(g_lines, c.log);
+        std::vector<S> log{err(c.reason)};
+        if (c.payload) log.push_back(err("Failed to build notification from payload"));
+        EXPECT_EQ(g_lines, log);
     }
+    EXPECT_EQ(decode({}), "refused");
+    EXPECT_TRUE(g_lines.empty());
     EXPECT_EQ(decode({7, 1, 7, 2, 7, 3}, 3), "7:1 7:2 7:3");
     EXPECT_EQ(decode({7, 1, 7, 2, 7, 3}, 2), "refused");
-    EXPECT_EQ(g_lines, std::vector<std::string>{err("Failed to allocate memory for notification")});
+    EXPECT_EQ(g_lines, std::vector<S>{err("Failed to allocate memory for notification")});
 }
 
 TEST(NotificationDecoder, LargestMessages) {
     Bytes wakes;
-    std::string records;
-    for (size_t i = 0; i < zel::kNotificationMessageMax / 2; ++i) {
+    S records;
+    for (size_t i = 0; i < 65600 / 2; ++i) {
         wakes.insert(wakes.end(), {7, uint8_t(i)});
         records += (i ? " 7:" : "7:") + std::to_string(uint8_t(i));
     }
-    ASSERT_EQ(wakes.size(), 65600u);
     EXPECT_EQ(decode(wakes), records);
-
-    const std::string text(zel::kNotificationMessageMax - 5, 'z');
+    const S text(zel::kNotificationMessageMax - 5, 'z');
     EXPECT_EQ(decode(urc(text)), "4@5:" + text);  // a length field of 0x0001003B
 }
 
@@ -145,63 +129,55 @@ TEST(NotificationDecoder, RandomMessages) {
     int decoded = 0, refused = 0;
     for (int round = 0; round < 20000; ++round) {
         Bytes msg;
-        std::string expected;
+        S expected;
         for (int i = 0, items = 1 + int(rng() % 6); i < items; ++i) {
             uint8_t type = uint8_t(rng() % 8);
             expected += (i ? " " : "") + std::to_string(type);
             if (type == 4) {
-                std::string text(rng() % 12, char('a' + rng() % 26));
+                S text(rng() % 12, char('a' + rng() % 26));
                 expected += "@" + std::to_string(msg.size() + 5) + ":" + text;
                 msg = urc(text, msg);
                 continue;
             }
             uint8_t a = uint8_t(rng()), b = uint8_t(rng());
             msg.insert(msg.end(), {type, a});
-            if (type == 3) msg.push_back(b);
-            expected += ":" + std::to_string(type == 3 ? a : type == 2 ? a != 0 : a);
-            if (type == 3) expected += "/" + std::to_string(b);
+            expected += ":" + std::to_string(type == 2 ? a != 0 : a);
+            if (type == 3) msg.push_back(b), expected += "/" + std::to_string(b);
         }
         bool damaged = rng() % 2;
-        if (damaged) {
-            switch (rng() % 4) {
-                case 0: msg[rng() % msg.size()] = uint8_t(rng() % 3 ? rng() % 9 : rng()); break;
-                case 1: msg.resize(rng() % msg.size()); break;
-                case 2: msg.push_back(uint8_t(rng())); break;
-                default: for (uint8_t &b : msg) b = uint8_t(rng() % 3 ? rng() % 9 : rng()); break;
-            }
+        auto noise = [&] { return uint8_t(rng() % 3 ? rng() % 9 : rng()); };
+        switch (damaged ? rng() % 4 : 4) {
+            case 0: msg[rng() % msg.size()] = noise(); break;
+            case 1: msg.resize(rng() % msg.size()); break;
+            case 2: msg.push_back(uint8_t(rng())); break;
+            case 3: for (uint8_t &b : msg) b = noise();
         }
-        std::string records = decode(msg, msg.size() / 2 + 1);
+        S records = decode(msg, msg.size() / 2 + 1);
         if (!damaged) EXPECT_EQ(records, expected) << "round " << round;
-        if (records != "refused") {
-            ++decoded;
-        } else {
-            ++refused;
-            EXPECT_TRUE(msg.empty() || !g_lines.empty()) << "round " << round;
-        }
+        (records != "refused" ? decoded : refused)++;
+        if (records == "refused") EXPECT_TRUE(msg.empty() || !g_lines.empty()) << "round " << round;
     }
     EXPECT_GT(decoded, 10000);
     EXPECT_GT(refused, 3000);
 }
 
 TEST(DuplicateFilter, StateTypesPassOnlyOnChangeFromTheirInitialValues) {
-    struct Step { uint32_t type; uint8_t value; bool delivered; };
-    const std::vector<std::vector<Step>> sequences = {
+    // Steps of (type, value, delivered); each sequence starts a fresh filter.
+    const std::vector<std::vector<std::tuple<uint32_t, uint8_t, bool>>> sequences = {
         {{0, 9, false}, {0, 3, true}, {0, 3, false}, {0, 9, true}},
         {{1, 5, false}, {1, 1, true}, {1, 1, false}, {1, 5, true}},
         {{5, 0, false}, {5, 7, true}, {5, 0, true}, {5, 0, false}},
         {{6, 5, false}, {6, 200, true}, {6, 200, false}, {6, 4, true}},
-        // Each type keeps its own last value.
-        {{0, 5, true}, {6, 5, false}, {1, 0, true}, {5, 5, true}, {0, 5, false}, {6, 0, true}},
-        // The other types always pass, repeated or not.
+        {{0, 5, true}, {6, 5, false}, {1, 0, true}, {5, 5, true}, {0, 5, false}, {6, 0, true}},  // each its own
         {{2, 1, true}, {2, 1, true}, {7, 3, true}, {7, 3, true}, {3, 0, true}, {4, 0, true}, {4, 0, true}},
     };
-    for (size_t s = 0; s < sequences.size(); ++s) {
+    for (const auto &seq : sequences) {
         zel::DuplicateFilter filter;
-        for (size_t i = 0; i < sequences[s].size(); ++i) {
+        for (const auto &[type, value, delivered] : seq) {
             zelNotification n{};
-            n.type = sequences[s][i].type;
-            n.payload.value = sequences[s][i].value;
-            EXPECT_EQ(filter.admit(n), sequences[s][i].delivered) << "sequence " << s << " step " << i;
+            n.type = type;
+            n.payload.value = value;
+            EXPECT_EQ(filter.admit(n), delivered) << "sequence " << (&seq - &sequences[0]) << " type " << type;
         }
     }
 }
