@@ -105,9 +105,10 @@ long idleWakeups(int seconds) {
     create_queue();
     if (zel::linkStart() != 0) return -1;
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    long before = zel::receiverContextSwitches();
+    pid_t tid = zel::receiverThreadId();
+    long before = zeltest::voluntarySwitches(tid);
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
-    long after = zel::receiverContextSwitches();
+    long after = zeltest::voluntarySwitches(tid);
     zel::linkClose();
     destroy_queue(zel::currentQueue());
     return after - before;

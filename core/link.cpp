@@ -5,7 +5,6 @@
 #include <errno.h>
 #include <poll.h>
 #include <signal.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/eventfd.h>
@@ -318,22 +317,11 @@ bool receiverRunning() {
     return running;
 }
 
-long receiverContextSwitches() {
+pid_t receiverThreadId() {
     pthread_mutex_lock(&connection_lock);
     pid_t tid = g_receiver ? g_receiver->tid.load() : 0;
     pthread_mutex_unlock(&connection_lock);
-    if (tid <= 0) return -1;
-    char path[64];
-    snprintf(path, sizeof path, "/proc/self/task/%d/status", static_cast<int>(tid));
-    FILE *f = fopen(path, "r");
-    if (f == nullptr) return -1;
-    char line[256];
-    long value = -1;
-    while (fgets(line, sizeof line, f)) {
-        if (sscanf(line, "voluntary_ctxt_switches: %ld", &value) == 1) break;
-    }
-    fclose(f);
-    return value;
+    return tid;
 }
 
 void resetFraming() { g_framer.release(); }

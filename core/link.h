@@ -43,8 +43,8 @@ void linkClose();
 // True while a receive thread runs (tests wait on it).
 bool receiverRunning();
 
-// Voluntary context switches of the running receive thread, or -1.
-long receiverContextSwitches();
+// Kernel thread id of the running receive thread, or 0 (tests watch it).
+pid_t receiverThreadId();
 
 // Forgets text carried over from earlier bursts (tests start clean).
 void resetFraming();

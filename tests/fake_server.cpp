@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
@@ -19,6 +20,18 @@ bool waitUntil(const std::function<bool()> &pred, int timeout_ms) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return true;
+}
+
+long voluntarySwitches(pid_t tid) {
+    if (tid <= 0) return -1;
+    FILE *f = fopen(("/proc/self/task/" + std::to_string(tid) + "/status").c_str(), "r");
+    if (f == nullptr) return -1;
+    char line[256];
+    long value = -1;
+    while (fgets(line, sizeof line, f) && sscanf(line, "voluntary_ctxt_switches: %ld", &value) != 1) {
+    }
+    fclose(f);
+    return value;
 }
 
 std::string tempPath(const std::string &name) {

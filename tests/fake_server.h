@@ -4,6 +4,8 @@
 #ifndef ZEL_TESTS_FAKE_SERVER_H
 #define ZEL_TESTS_FAKE_SERVER_H
 
+#include <sys/types.h>
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -78,6 +80,9 @@ private:
 
 // Polls `pred` until it holds or `timeout_ms` passes.
 bool waitUntil(const std::function<bool()> &pred, int timeout_ms = 5000);
+
+// Voluntary context switches of thread `tid` of this process so far, or -1.
+long voluntarySwitches(pid_t tid);
 
 // A unique path for a test socket in a temporary directory.
 std::string tempPath(const std::string &name);

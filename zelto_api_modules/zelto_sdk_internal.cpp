@@ -149,24 +149,29 @@ int32_t zelSendAtCommand(const char *command, zelString **reply) {
 
 }  // extern "C"
 
-extern "C" {
-
-int32_t zelRegisterIPChanged(zelIPChangedCallback callback) {
+namespace {
+// The status face of a listener registry: 5 for a NULL callback (no log) or a
+// full registry ("<name>: failed to register"), else 0.
+template <typename Callback>
+int32_t registerCallback(int32_t (*add)(Callback), Callback callback, const char *name,
+                         int line = __builtin_LINE()) {
     if (callback == nullptr) return 5;
-    if (RegisterIPChangedEvent(callback) != 0) {
-        ZEL_LOG(LOG_ERR, "RegisterIPChangedEvent: failed to register");
+    if (add(callback) != 0) {
+        zelto_sdk_log(LOG_ERR, "%s:%d: %s: failed to register", kTag, line, name);
         return 5;
     }
     return 0;
 }
+}  // namespace
+
+extern "C" {
+
+int32_t zelRegisterIPChanged(zelIPChangedCallback callback) {
+    return registerCallback(RegisterIPChangedEvent, callback, "RegisterIPChangedEvent");
+}
 
 int32_t zelRegisterNotification(zelNotificationCallback callback) {
-    if (callback == nullptr) return 5;
-    if (RegisterNotification(callback) != 0) {
-        ZEL_LOG(LOG_ERR, "RegisterNotification: failed to register");
-        return 5;
-    }
-    return 0;
+    return registerCallback(RegisterNotification, callback, "RegisterNotification");
 }
 
 }  // extern "C"
