@@ -9,7 +9,8 @@ root=$(pwd)
 jobs=$(nproc)
 
 need=()
-for pkg in cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user binutils clang-14 libclang-rt-14-dev; do
+for pkg in cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user binutils clang-14 libclang-rt-14-dev \
+    libyaml-cpp-dev libcli11-dev; do
     dpkg -s "$pkg" >/dev/null 2>&1 || need+=("$pkg")
 done
 if [ ${#need[@]} -gt 0 ]; then
