@@ -61,7 +61,7 @@ struct Sim {
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
     ~Sim() {
-        if (pid > 0) stop();
+        if (pid > 0) EXPECT_EQ(0, stop());
         if (owns_dir) std::filesystem::remove_all(dir);
     }
     std::string path(const std::string &name) const { return dir + "/" + name; }

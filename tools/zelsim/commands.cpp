@@ -60,6 +60,13 @@ struct Table {
     void text(const std::string &pattern, const std::string &body) {
         add(pattern, [body](Modem &, const Args &) { return ok(body); });
     }
+    // A state switch: the command sets `field` to `value` and answers `body`.
+    void flag(const std::string &pattern, bool Modem::*field, bool value, const std::string &body = "") {
+        add(pattern, [field, value, body](Modem &m, const Args &) {
+            m.*field = value;
+            return ok(body);
+        });
+    }
     // A value kept by the modem: "AT+NAME?" reads "<lead>NAME: value",
     // "AT+NAME=value" stores it when it matches `valid`.
     void setting(const std::string &name, const std::string &def, const std::string &valid = R"(\d+)",
@@ -659,15 +666,9 @@ void gnss(Table &t) {
     t.add("AT+CGPSNSAT=%d", [](Modem &m, const Args &a) {
         return ok(fmt("+CGPSNSAT: %ld,%d", a.num(1), m.gnss_on ? (hasFix(m) ? 9 : 3) : 0));
     });
-    t.add("AT+CGPSXTRATIME", [](Modem &m, const Args &) {
-        m.xtra_time = 1;
-        return ok();
-    });
+    t.flag("AT+CGPSXTRATIME", &Modem::xtra_time, true);
     t.add("AT+CGPSXTRATIME?", [](Modem &m, const Args &) { return ok(fmt("+CGPSXTRATIME: %d", m.xtra_time)); });
-    t.add("AT+CGPSXTRADATA[=%*]", [](Modem &m, const Args &) {
-        m.xtra_data = 1;
-        return ok();
-    });
+    t.flag("AT+CGPSXTRADATA[=%*]", &Modem::xtra_data, true);
     t.add("AT+CGPSXTRADATA?", [](Modem &m, const Args &) { return ok(fmt("+CGPSXTRADATA: %d", m.xtra_data)); });
     t.add("AT+CGPSCFG=%d,%d", [](Modem &m, const Args &a) {
         if (a.num(1) < 0 || a.num(1) > 4) return reply(m.cme(50));
@@ -849,22 +850,10 @@ void sleepAndWake(Table &t) {
     t.add("AT+CLTEWAKEUP?", [](Modem &m, const Args &) { return ok("+CLTEWAKEUP: " + m.settings["CLTEWAKEUP"]); });
     t.defaults["CLTEWAKEUP"] = "0";
     t.add("AT+CWAKER?", [](Modem &m, const Args &) { return ok(fmt("+CWAKER: %d", m.wakeup_reason)); });
-    t.add("AT+CENSLEEP", [](Modem &m, const Args &) {
-        m.sleep_prepared = true;
-        return ok("+CENSLEEP: 1");
-    });
-    t.add("AT+CEXSLEEP", [](Modem &m, const Args &) {
-        m.sleep_prepared = false;
-        return ok("+CEXSLEEP: 1");
-    });
-    t.add("AT+CTTYCLOSE", [](Modem &m, const Args &) {
-        m.tty_closed = true;
-        return ok("+TTYCLOSE: 1");
-    });
-    t.add("AT+CTTYOPEN", [](Modem &m, const Args &) {
-        m.tty_closed = false;
-        return ok("+TTYOPEN: 1");
-    });
+    t.flag("AT+CENSLEEP", &Modem::sleep_prepared, true, "+CENSLEEP: 1");
+    t.flag("AT+CEXSLEEP", &Modem::sleep_prepared, false, "+CEXSLEEP: 1");
+    t.flag("AT+CTTYCLOSE", &Modem::tty_closed, true, "+TTYCLOSE: 1");
+    t.flag("AT+CTTYOPEN", &Modem::tty_closed, false, "+TTYOPEN: 1");
     t.text("AT+CSWAKEUP", "");
     t.text("AT+CFWAKEUP", "");
 }

@@ -103,7 +103,7 @@ struct Modem {
     Ms gnss_fix_at = 0;  // time of the first fix after a start
     Ms ttff_ms = 2000;
     double lat0 = 22.543096, lon0 = 113.934540, speed_mps = 12.0, heading_deg = 40.0;
-    int xtra_time = 0, xtra_data = 0;
+    bool xtra_time = false, xtra_data = false;
     std::map<int, int> gnss_cfg{{0, 1}, {1, 0}, {2, 1}, {3, 0}, {4, 1}};
 
     // Cloud device management.
