@@ -236,10 +236,7 @@ int32_t zelOTARegisterCallbacks(const zelOTACallbacks *callbacks) {
 }
 
 int32_t zelOTAGetMode(int32_t *mode) {
-    if (mode == nullptr) {
-        ZEL_LOG(LOG_ERR, "Mode parameter cannot be NULL");
-        return -1;
-    }
+    if (mode == nullptr) return -1;
     Reply r = transact(kTag, "AT+OTA=GET_MODE\r\n");
     if (!r) return 5;
     const ModeWord &found = firstFound(r, kModeWords);
@@ -288,10 +285,7 @@ int32_t zelOTAGetStatus(zelOTAStatus *status) {
 }
 
 int32_t zelOTAGetProgress(int32_t *progress) {
-    if (progress == nullptr) {
-        ZEL_LOG(LOG_ERR, "Progress parameter cannot be NULL");
-        return -1;
-    }
+    if (progress == nullptr) return -1;
     Reply r = transact(kTag, "AT+OTA=GET_PROGRESS\r\n");
     if (!r) return 5;
     const Verdict &v = judge(r, kProgressReplies, __LINE__);
