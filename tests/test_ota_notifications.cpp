@@ -35,10 +35,6 @@ void deliver(const std::vector<int> &bytes, int items) {
 class OtaListener : public ::testing::Environment {
     void SetUp() override {
         g_log = new zeltest::LogCapture();
-        zel::g_platform.notify_socket = strdup(zeltest::tempPath("note").c_str());
-        g_server = new zeltest::FakeServer(zel::g_platform.notify_socket);
-        ASSERT_EQ(InitNotificationListenerThread(), 0);
-        ASSERT_TRUE(g_server->waitForConnections(1));
         // Registering pauses inside the registry, so that a thread which passed
         // an unguarded first check meanwhile would register the handler again.
         g_write = zel::g_platform.log_write;
@@ -46,6 +42,10 @@ class OtaListener : public ::testing::Environment {
             if (strstr(text, "Callback registered")) std::this_thread::sleep_for(std::chrono::milliseconds(100));
             g_write(priority, text);
         };
+        zel::g_platform.notify_socket = strdup(zeltest::tempPath("note").c_str());
+        g_server = new zeltest::FakeServer(zel::g_platform.notify_socket);
+        ASSERT_EQ(InitNotificationListenerThread(), 0);
+        ASSERT_TRUE(g_server->waitForConnections(1));
         std::atomic<int> ready{0}, refused{0};
         auto first_call = [&] {
             for (++ready; ready.load() < 2;) {
@@ -55,7 +55,6 @@ class OtaListener : public ::testing::Environment {
         std::thread one(first_call), two(first_call);
         one.join();
         two.join();
-        zel::g_platform.log_write = g_write;
         g_refused = refused;
         g_registered = g_log->count("OTA notification handler registered successfully");
         g_added = g_log->count("Callback registered");
