@@ -97,7 +97,8 @@ struct Verdict {
     const char *notes[2];
 };
 
-const Verdict kStepReplies[] = {{"OK", 0, {}}, {"ERROR", -99, {"OTA check failed"}}, {nullptr, -99, {"Unexpected response"}}};
+const Verdict kStepReplies[] = {
+    {"OK", 0, {}}, {"ERROR", -99, {"OTA check failed"}}, {nullptr, -99, {"Unexpected response"}}};
 const Verdict kDownloadReplies[] = {{"OK", 0, {}}, {nullptr, -99, {"OTA download failed"}}};
 const Verdict kChangeModeReplies[] = {{"OK", 0, {}}, {nullptr, -99, {"Failed to change OTA mode"}}};
 const Verdict kApplyReplies[] = {
