@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <mutex>
@@ -33,6 +34,7 @@ const char kLog[] = "/tmp/zelsim_library_test.log";
 std::mutex g_mu;
 std::vector<std::pair<uint32_t, int>> g_notes;  // type, value
 std::vector<std::string> g_ip;
+std::vector<int32_t> g_check;  // OTA check codes
 
 void onNote(zelNotification *n) {
     std::lock_guard<std::mutex> l(g_mu);
@@ -41,6 +43,11 @@ void onNote(zelNotification *n) {
 void onIp(const char *text) {
     std::lock_guard<std::mutex> l(g_mu);
     g_ip.emplace_back(text);
+}
+
+void onCheck(int32_t code) {
+    std::lock_guard<std::mutex> l(g_mu);
+    g_check.push_back(code);
 }
 
 struct Text {
@@ -127,6 +134,18 @@ TEST(ZelsimLibrary, EveryFamilyAndBothEventKinds) {
     EXPECT_EQ("READY", v.str());
     EXPECT_EQ(0, zelCIPMUXGet(&n));  // TCP/IP
     EXPECT_EQ(0, n);
+    zelString id{const_cast<char *>("zm200-1"), 7};
+    EXPECT_EQ(0, zelVantorReg(&id, &id, &id));  // cloud device management
+    EXPECT_EQ(1, zelVantorGetRegStatus());      // registering, for a while
+
+    // Firmware update: the check step's status codes come back as notifications.
+    zelOTACallbacks callbacks{onCheck, nullptr, nullptr, nullptr};
+    EXPECT_EQ(0, zelOTARegisterCallbacks(&callbacks));
+    EXPECT_EQ(0, zelOTAGetMode(&n));
+    EXPECT_EQ(0, n);
+    EXPECT_EQ(0, zelOTACheckUpdate("http://fw.example/zm200"));
+    ASSERT_TRUE(waitFor([] { return std::lock_guard<std::mutex>(g_mu), g_check.size() == 2; }));
+    EXPECT_EQ((std::vector<int32_t>{2, 3}), g_check);
 
     // A context coming up announces its address on the IP-change socket.
     EXPECT_EQ(0, zelSendAtCommand("AT+CGACT=1,1", &w.s));
@@ -136,8 +155,11 @@ TEST(ZelsimLibrary, EveryFamilyAndBothEventKinds) {
 
     // A message arrives: stored, announced, then listed by the SMS family.
     EXPECT_EQ("ok", zelsim::control("", R"({sms: {from: "+15550123", text: "ping"}})"));
-    ASSERT_TRUE(waitFor([] { return std::lock_guard<std::mutex>(g_mu), !g_notes.empty(); }));
-    EXPECT_EQ((std::pair<uint32_t, int>{NOTIFICATION_NEW_SMS, 1}), g_notes[0]);
+    auto arrived = [] {
+        std::lock_guard<std::mutex> l(g_mu);
+        return std::count(g_notes.begin(), g_notes.end(), std::pair<uint32_t, int>{NOTIFICATION_NEW_SMS, 1}) == 1;
+    };
+    EXPECT_TRUE(waitFor(arrived));
     EXPECT_EQ(0, zelCMGFSet(1));
     EXPECT_EQ(0, zelCMGLSet("ALL", &x.s));
     EXPECT_NE(std::string::npos, x.str().find("\"+15550123\",,")) << x.str();
