@@ -135,9 +135,13 @@ private:
 // sockets of a dead instance are removed, other files are left alone.
 bool Server::claim() {
     lock_fd_ = open(paths_.lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (lock_fd_ < 0 || flock(lock_fd_, LOCK_EX | LOCK_NB) != 0) {
+    if (lock_fd_ < 0) {
+        logLine("cannot create %s: %s; not starting", paths_.lock.c_str(), strerror(errno));
+        return false;
+    }
+    if (flock(lock_fd_, LOCK_EX | LOCK_NB) != 0) {
         logLine("another zelsim holds %s; not starting", paths_.lock.c_str());
-        if (lock_fd_ >= 0) close(lock_fd_);
+        close(lock_fd_);
         lock_fd_ = -1;
         return false;
     }
