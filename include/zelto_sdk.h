@@ -648,7 +648,9 @@ int32_t zellteWakeupSet(uint32_t enable, int32_t value);
 /* *reason is 10 until a valid reason (0..10) was read. */
 int32_t zelGetWakeupReason(uint32_t *reason);
 /* Suspend for seconds (< 1: until another wake-up source); on wake, *reason
- * is read and a NOTIFICATION_WAKEUP is delivered on the calling thread. */
+ * is read and a NOTIFICATION_WAKEUP is delivered on the calling thread. Deep
+ * sleep also holds the radio at level 4 and then restores the level it read
+ * before (1, full functionality, when none could be read). */
 int32_t zelEnterDeepSleep(int32_t seconds, uint32_t *reason);
 int32_t zelEnterFastSleep(int32_t seconds, uint32_t *reason);
 
