@@ -613,13 +613,14 @@ int32_t zelOTACleanUp(void);
 /* ---- Peripherals ---- */
 /* reset 2 sends the level alone. */
 int32_t zelCfunSet(int32_t level, int32_t reset);
-/* 0 none, 1 peripheral. */
+/* 0 none, 1 peripheral (else 1, nothing sent). */
 int32_t zelSetUartMode(int32_t mode);
 /* profile required (else 2); flags 0 or 1 (else 1). */
 int32_t zelUsbProfSet(const char *profile, uint32_t flag1, uint32_t flag2, uint32_t flag3,
                       uint32_t flag4);
 int32_t zelUsbprofGet(zelString **out);
-/* Exports a sysfs GPIO line if needed: 0, or -1. */
+/* Exports a sysfs GPIO line if needed: 0, or -1. GPIO lines are 0..999; the
+ * GPIO functions refuse any other number (-1 here, 1 below) and touch nothing. */
 int32_t init_gpio(int32_t line);
 /* direction 0 input, otherwise output. */
 int32_t zelGpioSetDir(int32_t line, int32_t direction);
@@ -658,7 +659,9 @@ int32_t zellteWakeupSet(uint32_t enable, int32_t value);
 /* *reason is 10 until a valid reason (0..10) was read. */
 int32_t zelGetWakeupReason(uint32_t *reason);
 /* Suspend for seconds (< 1: until another wake-up source); on wake, *reason
- * is read and a NOTIFICATION_WAKEUP is delivered on the calling thread. */
+ * is read and a NOTIFICATION_WAKEUP is delivered on the calling thread. Deep
+ * sleep also holds the radio at level 4 and then restores the level it read
+ * before (1, full functionality, when none could be read). */
 int32_t zelEnterDeepSleep(int32_t seconds, uint32_t *reason);
 int32_t zelEnterFastSleep(int32_t seconds, uint32_t *reason);
 
