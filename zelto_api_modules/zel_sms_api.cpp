@@ -2,7 +2,6 @@
 // service configuration and stored messages over the SDK server.
 #include <errno.h>
 #include <fcntl.h>
-#include <stdarg.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -12,7 +11,7 @@
 
 #include <memory>
 
-#include "../core/platform.h"
+#include "../core/log.h"
 #include "zel_sms_internal.h"
 #include "zelto_sdk_internal.h"
 
@@ -43,18 +42,6 @@ struct SendMode {
 constexpr SendMode kPduMode = {"send_pdu_sms", "AT+CMGF=0\r\n", 3000, 8000, true};
 constexpr SendMode kTextMode = {"send_text_sms", "AT+CMGF=1\r\n", 1500, 6000, false};
 
-// The sender's lines go to the system log directly, without the file-and-line
-// prefix and whether or not the library's log is open.
-void smsLog(int priority, const char *format, ...) __attribute__((format(printf, 2, 3)));
-void smsLog(int priority, const char *format, ...) {
-    char text[256];
-    va_list ap;
-    va_start(ap, format);
-    vsnprintf(text, sizeof text, format, ap);
-    va_end(ap);
-    g_platform.log_write(priority, text);
-}
-
 // Writes `len` bytes (their outcome shows in the reply) and reads the reply
 // into the zeroed buffer for up to `wait_ms`: the count read, or -1.
 int32_t exchange(int32_t fd, const char *data, size_t len, char *reply, int32_t wait_ms) {
@@ -74,7 +61,7 @@ int32_t converse(int32_t fd, const SendMode &m, const char *command, const char 
     exchange(fd, m.format_command, strlen(m.format_command), reply, kFormatWaitMs);
     int32_t got = exchange(fd, command, strlen(command), reply, m.prompt_wait_ms);
     if (!holds(reply, got, ">")) {
-        smsLog(LOG_ERR, "%s: No > prompt", m.name);
+        directLog(LOG_ERR, "%s: No > prompt", m.name);
         return 5;
     }
     got = exchange(fd, body, body_len, reply, m.final_wait_ms);
@@ -153,7 +140,7 @@ int32_t zelSendSMS(const char *number, const zelString *message, int32_t mode) {
     char command[128];
     int n = pdu_mode ? 0 : snprintf(command, sizeof command, "AT+CMGS=\"%s\"\r\n", number);
     if (n < 0 || static_cast<size_t>(n) >= sizeof command) return 5;
-    smsLog(LOG_INFO, "zelSendSMS start mode=%s", pdu_mode ? "PDU" : "TEXT");
+    directLog(LOG_INFO, "zelSendSMS start mode=%s", pdu_mode ? "PDU" : "TEXT");
 
     HeapText pdu;
     if (pdu_mode) {
@@ -169,7 +156,7 @@ int32_t zelSendSMS(const char *number, const zelString *message, int32_t mode) {
 
     int32_t fd = lockAndOpenModemPort("open_smd_port", O_RDWR | O_NONBLOCK);
     if (fd < 0) {
-        smsLog(LOG_ERR, "open_smd_port: cannot open smd10 (%s)", strerror(errno));
+        directLog(LOG_ERR, "open_smd_port: cannot open smd10 (%s)", strerror(errno));
         zel_smd_access_unlock("open_smd_port");
         return 5;
     }
