@@ -372,13 +372,15 @@ int32_t zelSendAtCommand(const char *command, zelString **reply);
 char *trim(char *text);
 
 /* ---- Direct modem port (/dev/smd10) ---- */
+/* Log the caller's name, then take or release smd_lock; the pthread result. */
 int32_t zel_smd_access_lock(const char *caller);
 int32_t zel_smd_access_unlock(const char *caller);
 /* Discards pending input; returns the last read's result. */
 int32_t zel_flush_all_data_in_fd(int32_t fd);
-/* Returns len when every byte was written, else -1. */
+/* Returns len when every byte was written, else -1 (3 failed writes at most). */
 int32_t zel_send_data_to_fd(int32_t fd, const void *data, int32_t len);
-/* Reads until a final OK/ERROR or the budget ends: bytes read, or -1. */
+/* Reads until a final OK/ERROR, a full buffer or the end of the budget, spent
+ * in 200 ms steps of silence: bytes read, or -1 when none came. */
 int32_t zel_read_data_from_modem(int32_t fd, char *buffer, int32_t size, int32_t timeout_ms);
 
 /* ---- Call control ---- */
@@ -666,7 +668,8 @@ int32_t zelEnterDeepSleep(int32_t seconds, uint32_t *reason);
 int32_t zelEnterFastSleep(int32_t seconds, uint32_t *reason);
 
 /* ---- SMS sending (direct port) ---- */
-/* mode 0 text, otherwise PDU (UCS-2; number is 10 national digits). */
+/* mode 0 text, otherwise PDU (UCS-2; number is 10 national digits).
+ * 0 sent, 5 not sent (or refused: NULL/empty number, NULL message or data, len 0). */
 int32_t zelSendSMS(const char *number, const zelString *message, int32_t mode);
 /* "%04X" per input byte; result freed by the caller with free(). */
 char *convert_to_ucs2(const char *text);
