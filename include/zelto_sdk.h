@@ -669,7 +669,8 @@ int32_t zelEnterFastSleep(int32_t seconds, uint32_t *reason);
 
 /* ---- SMS sending (direct port) ---- */
 /* mode 0 text, otherwise PDU (UCS-2; number is 10 national digits).
- * 0 sent, 5 not sent (or refused: NULL/empty number, NULL message or data, len 0). */
+ * 0 sent, 5 not sent (or refused: NULL/empty number, NULL message or data, len 0).
+ * A text-mode number over 115 characters is cut with the rest of its command. */
 int32_t zelSendSMS(const char *number, const zelString *message, int32_t mode);
 /* "%04X" per input byte; result freed by the caller with free(). */
 char *convert_to_ucs2(const char *text);
