@@ -2,7 +2,7 @@
 # Builds the library and runs every test: natively, under AddressSanitizer
 # with UndefinedBehaviorSanitizer, under ThreadSanitizer, and cross-built for
 # 32-bit Arm under qemu-user; then runs each fuzz target for a short while.
-# Installs what it needs on Debian 12.
+# Installs what it needs on Debian 12 (and node-pdu from npm into build/node).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
@@ -13,6 +13,8 @@ for pkg in cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user bi
     libyaml-cpp-dev libcli11-dev; do
     dpkg -s "$pkg" >/dev/null 2>&1 || need+=("$pkg")
 done
+# node and npm for the SMS PDU cross-check (any install of them will do).
+command -v node >/dev/null && command -v npm >/dev/null || need+=(nodejs npm)
 if [ ${#need[@]} -gt 0 ]; then
     echo "== installing: ${need[*]}"
     apt-get update -qq
@@ -30,11 +32,15 @@ run_suite() {  # name, build dir, cmake args...
     local name=$1 dir=$2
     shift 2
     echo "== $name: configure and build"
-    cmake -S "$root" -B "$dir" -G Ninja -Wno-dev "$@" >/dev/null
+    cmake -S "$root" -B "$dir" -G Ninja -Wno-dev -DZEL_NODE_DIR="$root/build/node" "$@" >/dev/null
     ninja -C "$dir" -j "$jobs" >/dev/null
     echo "== $name: test"
     (cd "$dir" && ${RUN_PREFIX:-} ctest --output-on-failure -j "$jobs")
 }
+
+# node-pdu from the npm registry decodes the library's SMS PDUs in every suite.
+echo "== node-pdu: install into build/node"
+scripts/node_pdu.sh "$root/build/node"
 
 run_suite native build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo
 run_suite asan-ubsan build/asan -DCMAKE_BUILD_TYPE=Debug -DZEL_SANITIZE=address,undefined
