@@ -141,6 +141,9 @@ TEST(ZelsimSockets, SurvivesGarbageLongLinesAndClientsThatLeave) {
         EXPECT_EQ("\r\nERROR\r\n", c.ask(std::string("\x00\xff\x01garbage\r\n", 12), "\r\nERROR\r\n"));
         c.say(std::string(1 << 20, 'A'));
         EXPECT_EQ("\r\nERROR\r\n", c.ask("\r\n", "\r\nERROR\r\n"));
+        // Long lines that a pattern matches: refused past the line limit, answered up to it.
+        EXPECT_EQ("\r\nERROR\r\n", c.ask("AT+CONFIG=1," + std::string(60000, 'x') + ",1\r\n", "\r\nERROR\r\n"));
+        EXPECT_EQ("\r\nOK\r\n", c.ask("ATD" + std::string(2040, '1') + ";\r\n", "\r\nOK\r\n"));
     }
     Client(path).say("AT+CG");              // leaves in the middle of a command
     Client(path).say("AT+COPS=?\r\n");      // leaves while the scan runs

@@ -47,14 +47,16 @@ bool parseDuration(const std::string &text, Ms *ms);
 
 // Cuts a byte stream into command lines at CR (a LF alone also ends a line;
 // empty lines vanish). A line that grows past `max` bytes is dropped whole
-// and reported once as `overlong` when its end arrives.
+// and reported once as `overlong` when its end arrives. The default keeps
+// lines short enough for the command table's patterns, whose matcher
+// recurses once per character; the library's own commands are at most 1 KiB.
 class LineSplitter {
 public:
     struct Line {
         std::string text;
         bool overlong = false;
     };
-    explicit LineSplitter(size_t max = 64 * 1024) : max_(max) {}
+    explicit LineSplitter(size_t max = 2048) : max_(max) {}
     std::vector<Line> feed(const char *data, size_t n);
     // Bytes received that do not yet end a line.
     const std::string &pending() const { return buf_; }
