@@ -60,6 +60,7 @@ TEST(ZelsimModel, IdentityRegistrationAndPacketData) {
         {"AT+CIPSHUT", "\r\nSHUT OK\r\n\r\nOK\r\n"},
     });
     EXPECT_FALSE(m.handle("AT+BOGUS", 0).known);
+    EXPECT_FALSE(m.setParam("plmn", "460"));  // the cell records read MCC and MNC from it
     EXPECT_EQ(3000, m.handle("AT+COPS=?", 0).delay_ms);
 }
 
@@ -192,6 +193,8 @@ TEST(ZelsimScenario, RefusesWhatItCannotRead) {
         {"events: [{at: 1, notify: {type: 300}}]", "'type' must be a number from 0 to 255"},
         {"banana: 1", "unknown key 'banana'"},
         {"events: [{at: 1, notify: {type: urc, text: [1]}}]", "'text' needs a single value"},
+        {"events: [1, 2]", "each entry of 'events' is a mapping"},
+        {"faults: {on: AT}", "'faults' needs a list"},
     };
     for (const Bad &b : cases) {
         try {

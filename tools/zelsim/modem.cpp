@@ -100,7 +100,12 @@ const std::map<std::string, Setter> &setters() {
         {"cfun", integer(&Modem::cfun)},
         {"operator", text(&Modem::oper_long)},
         {"operator_short", text(&Modem::oper_short)},
-        {"plmn", text(&Modem::plmn)},
+        {"plmn",
+         [](Modem &m, const std::string &v) {
+             if (!std::regex_match(v, std::regex(R"(\d{5,6})"))) return false;  // MCC and a 2- or 3-digit MNC
+             m.plmn = v;
+             return true;
+         }},
         {"scan", duration(&Modem::scan_ms)},
         {"cell_id", integer(&Modem::cell_id)},
         {"tac", integer(&Modem::tac)},

@@ -188,36 +188,58 @@ YAML::Node load(const std::string &text) {
     }
 }
 
-}  // namespace
+// The entries of a list, each a mapping; an absent list has none.
+std::vector<YAML::Node> entries(const YAML::Node &n, const std::string &key) {
+    std::vector<YAML::Node> out;
+    if (!n) return out;
+    if (!n.IsSequence()) fail(n, "'" + key + "' needs a list");
+    for (const auto &e : n) {
+        if (!e.IsMap()) fail(e, "each entry of '" + key + "' is a mapping");
+        out.push_back(e);
+    }
+    return out;
+}
 
-Scenario parseScenario(const std::string &yaml) {
-    YAML::Node root = load(yaml);
+Scenario scenario(const YAML::Node &root) {
     Scenario s;
     if (!root || root.IsNull()) return s;
     onlyKeys(root, {"modem", "events", "faults"});
     if (const YAML::Node m = root["modem"]) {
         s.modem = params(m, "modem");
-        if (m["sms"])
-            for (const auto &e : m["sms"]) s.stored_sms.push_back(message(e));
+        for (const auto &e : entries(m["sms"], "sms")) s.stored_sms.push_back(message(e));
     }
-    for (const auto &e : root["events"]) {
+    for (const auto &e : entries(root["events"], "events")) {
         if (!e["at"]) fail(e, "an event needs 'at'");
         if (e["on"]) fail(e, "faults belong under 'faults'");
         s.events.push_back({duration(e["at"], "at"), action(e)});
     }
     std::stable_sort(s.events.begin(), s.events.end(), [](const Timed &a, const Timed &b) { return a.at < b.at; });
-    for (const auto &e : root["faults"]) {
+    for (const auto &e : entries(root["faults"], "faults")) {
         if (!e["on"]) fail(e, "a fault needs 'on'");
         s.faults.push_back(fault(e));
     }
     return s;
 }
 
+}  // namespace
+
+Scenario parseScenario(const std::string &yaml) {
+    try {
+        return scenario(load(yaml));
+    } catch (const YAML::Exception &e) {  // a shape the checks above did not foresee
+        throw ScenarioError(e.what());
+    }
+}
+
 Action parseControl(const std::string &text) {
-    YAML::Node n = load(text);
-    if (n.IsScalar()) n = load("{" + n.Scalar() + ": true}");
-    if (n["at"]) fail(n, "a control request runs now: leave out 'at'");
-    return action(n);
+    try {
+        YAML::Node n = load(text);
+        if (n.IsScalar()) n = load("{" + n.Scalar() + ": true}");
+        if (n.IsMap() && n["at"]) fail(n, "a control request runs now: leave out 'at'");
+        return action(n);
+    } catch (const YAML::Exception &e) {
+        throw ScenarioError(e.what());
+    }
 }
 
 }  // namespace zelsim
