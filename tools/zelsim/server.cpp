@@ -11,6 +11,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdarg>
@@ -386,7 +387,8 @@ std::string Server::status() {
     for (const auto &c : conns_) ++count[static_cast<int>(c.second.kind)];
     return "ok command=" + std::to_string(count[0]) + " ip=" + std::to_string(count[1]) +
            " notify=" + std::to_string(count[2]) + " port=" + (pty_.empty() ? "none" : pty_) +
-           " link=" + (made_link_ ? opt_.modem_link : "none") + " faults=" + std::to_string(faults_.size());
+           " link=" + (made_link_ ? opt_.modem_link : "none") +
+           " faults=" + std::to_string(std::count_if(faults_.begin(), faults_.end(), [](const Fault &f) { return f.count != 0; }));
 }
 
 std::string Server::apply(const Action &a) {
