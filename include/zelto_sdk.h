@@ -487,9 +487,11 @@ int32_t zelGetCgdcont(zelString **out);
 int32_t zelApnGet(zelString **out);
 
 /* ---- Neighbour cell report ---- */
-/* Zeroes and fills *report; *out receives the reply text. 6 when empty. */
+/* Zeroes and fills *report; *out receives the reply text. 6 when the reply
+ * begins with "OK"; 5 for a NULL argument, before anything is sent. */
 int32_t zelNeighbourCellGet(zelString **out, zelNeighbourCellReport *report);
-/* Parsing steps (not thread-safe: they use strtok). */
+/* Parsing steps. Safe on several threads at once (each with its own report);
+ * they leave the caller's strtok state alone. NULL arguments do nothing. */
 void parse_data(const char *text, zelNeighbourCellReport *report);
 void tokenize_line(char *line, zelNeighbourCellReport *report);
 void trim_lines(char *line);
@@ -500,12 +502,16 @@ void map_geran(char **tokens, int32_t count, zelNeighbourCellReport *report);
 
 /* ---- Modem information ---- */
 int32_t zelCmodemInfoGet(zelString **out);
-/* Also parses the line into *info. 6 when empty. */
+/* Also parses the line into *info (zeroed before sending). 6 when the reply
+ * begins with "OK"; 5 for a NULL argument, before anything is sent. */
 int32_t zelCmodemInfoGetV2(zelString **out, zelModemInfo *info);
 /* Returns the number of values matched, 0 when neither LTE nor GSM. */
 int32_t parseModemInfo(const char *text, zelModemInfo *info);
 
 /* ---- Serving-cell hex records ---- */
+/* The record is zeroed once text stands before the reply's "OK", then
+ * decoded; 5 for a NULL record (nothing sent) or any reply that is not
+ * exactly the record's hex text. */
 int32_t zelModemSignalStrengthGet(nas_ss_info *info);
 int32_t zelModemActiveBandGet(nas_active_band_info *info);
 int32_t zelModemCellLocationGet(nas_cell_location_info *info);
