@@ -491,7 +491,8 @@ int32_t zelApnGet(zelString **out);
  * begins with "OK"; 5 for a NULL argument, before anything is sent. */
 int32_t zelNeighbourCellGet(zelString **out, zelNeighbourCellReport *report);
 /* Parsing steps. Safe on several threads at once (each with its own report);
- * they leave the caller's strtok state alone. NULL arguments do nothing. */
+ * they leave the caller's strtok state alone. A NULL text, line or report does
+ * nothing; NULL tokens count as none. */
 void parse_data(const char *text, zelNeighbourCellReport *report);
 void tokenize_line(char *line, zelNeighbourCellReport *report);
 void trim_lines(char *line);
@@ -505,7 +506,8 @@ int32_t zelCmodemInfoGet(zelString **out);
 /* Also parses the line into *info (zeroed before sending). 6 when the reply
  * begins with "OK"; 5 for a NULL argument, before anything is sent. */
 int32_t zelCmodemInfoGetV2(zelString **out, zelModemInfo *info);
-/* Returns the number of values matched, 0 when neither LTE nor GSM. */
+/* Returns the number of values matched, 0 when neither LTE nor GSM (or for
+ * NULL text, which leaves the defaults); a NULL record gives 0. */
 int32_t parseModemInfo(const char *text, zelModemInfo *info);
 
 /* ---- Serving-cell hex records ---- */
@@ -515,7 +517,8 @@ int32_t parseModemInfo(const char *text, zelModemInfo *info);
 int32_t zelModemSignalStrengthGet(nas_ss_info *info);
 int32_t zelModemActiveBandGet(nas_active_band_info *info);
 int32_t zelModemCellLocationGet(nas_cell_location_info *info);
-/* 0 and *info filled when hex decodes to exactly the record's size, else 5. */
+/* 0 and *info filled when hex decodes to exactly the record's size, else 5
+ * with *info untouched. */
 int32_t nas_ss_deserialize_from_hex(const char *hex, nas_ss_info *info);
 int32_t nas_active_band_deserialize_from_hex(const char *hex, nas_active_band_info *info);
 int32_t nas_cell_location_deserialize_from_hex(const char *hex, nas_cell_location_info *info);
