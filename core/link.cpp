@@ -4,6 +4,7 @@
 
 #include <errno.h>
 #include <poll.h>
+#include <sched.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
@@ -84,27 +85,62 @@ void appendReply(const Cut &cut) {
     pthread_mutex_unlock(&q->mutex);
 }
 
-// `burst` is the text of the read that completed the reply ("" when the end
-// of a burst did).
-void deliver(const Cut &cut, const char *burst) {
+// The texts of the reads of the current burst, for their traces. Traces are
+// written only once the burst's reply (if any) is queued: a slow system log
+// (no daemon, and LOG_CONS writing to the console) never delays a caller.
+class BurstTrace {
+public:
+    void read(const char *bytes, size_t n) {
+        if (reads_ == kReads) flush();
+        memcpy(text_ + used_, bytes, n);
+        text_[used_ + n] = '\0';
+        len_[reads_++] = static_cast<int>(n);
+        used_ += n + 1;
+    }
+    void flush() {
+        for (int i = 0, at = 0; i < reads_; at += len_[i++] + 1)
+            ZEL_LOG(LOG_DEBUG, "Received native: -->'%d:%s'<---\n", len_[i], text_ + at);
+        reads_ = 0;
+        used_ = 0;
+    }
+
+private:
+    static constexpr int kReads = 32;
+    // A burst holds at most kBurstMax bytes, each read one terminator more.
+    char text_[ReplyFramer::kBurstMax + kReads];
+    int len_[kReads];
+    int reads_ = 0;
+    size_t used_ = 0;
+};
+
+// Queues the reply, then writes the burst's traces. `burst` is the text of
+// the read that completed the reply ("" when the end of a burst did).
+void deliver(const Cut &cut, BurstTrace &trace, const char *burst) {
+    appendReply(cut);
+    // The woken caller runs first: a system-log write can hold this CPU in
+    // the kernel for milliseconds (the console, when no daemon listens).
+    if (logWanted(LOG_DEBUG)) sched_yield();
+    trace.flush();
     ZEL_LOG(LOG_DEBUG, "Received partial_len: -->'%d,%d' <---\n", cut.previous_partial, cut.len);
     ZEL_LOG(LOG_DEBUG, "Received data: -->'%d:%s'<---\n", cut.len - cut.previous_partial, burst);
-    appendReply(cut);
 }
 
-void endBurst() {
+void endBurst(BurstTrace &trace) {
     Cut cut;
     if (g_framer.endBurst(extended_errors, 5, &cut)) {
-        deliver(cut, "");
-    } else if (g_framer.pending() > 0) {
-        ZEL_LOG(LOG_DEBUG, "Received partial_len -->: -->'%d' <---\n", static_cast<int>(g_framer.pending()));
+        deliver(cut, trace, "");
+        return;
     }
+    trace.flush();
+    if (g_framer.pending() > 0)
+        ZEL_LOG(LOG_DEBUG, "Received partial_len -->: -->'%d' <---\n", static_cast<int>(g_framer.pending()));
 }
 
 void *receive_loop(void *arg) {
     Receiver *self = static_cast<Receiver *>(arg);
     self->tid.store(static_cast<pid_t>(syscall(SYS_gettid)));
     char chunk[ReplyFramer::kBurstMax + 4];
+    BurstTrace trace;
     uint32_t seen_generation = g_send_generation.load();
     bool closed = false;  // the server closed: only a stop request matters now
     while (connection_active.load() && !self->stop.load()) {
@@ -124,7 +160,7 @@ void *receive_loop(void *arg) {
             continue;
         }
         if (rc == 0) {
-            endBurst();
+            endBurst(trace);
             continue;
         }
         ssize_t n = recv(self->fd, chunk, g_framer.room(), MSG_DONTWAIT);
@@ -135,15 +171,16 @@ void *receive_loop(void *arg) {
                 g_framer.commandSent();
                 seen_generation = generation;
             }
-            ZEL_LOG(LOG_DEBUG, "Received native: -->'%d:%s'<---\n", static_cast<int>(n), chunk);
+            trace.read(chunk, static_cast<size_t>(n));
             Cut cut;
-            if (g_framer.feed(chunk, static_cast<size_t>(n), &cut)) deliver(cut, chunk);
-            if (g_framer.room() == 0) endBurst();
+            if (g_framer.feed(chunk, static_cast<size_t>(n), &cut)) deliver(cut, trace, chunk);
+            if (g_framer.room() == 0) endBurst(trace);
         } else if (n == 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)) {
-            if (g_framer.inBurst()) endBurst();
+            if (g_framer.inBurst()) endBurst(trace);
             closed = true;
         }
     }
+    trace.flush();
     return nullptr;
 }
 

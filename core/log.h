@@ -10,6 +10,9 @@
 namespace zel {
 // Set once by zelto_sdk_open_log; never cleared.
 extern std::atomic<uint8_t> log_opened;
+// True when a message at `priority` would reach the system log: the log is
+// open and the application has not masked the priority with setlogmask.
+bool logWanted(int priority);
 }  // namespace zel
 
 // Logs with the "<source base name>:<line>: " prefix every library message

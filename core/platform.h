@@ -27,6 +27,8 @@ struct Platform {
     int64_t (*reply_wait_ms)(int32_t seconds);
     // Ends the process with the status (exit handlers run).
     void (*exit_process)(int status);
+    // The system log's priority mask (setlogmask(0)), read without changing it.
+    int (*log_mask)();
 };
 
 extern Platform g_platform;

@@ -147,6 +147,44 @@ TEST_F(Link, BackToBackCommandsLoseNoReplyToTheDiscard) {
     EXPECT_EQ(wrong, 0);
 }
 
+// A log sink that holds every trace until released.
+std::mutex g_sink_mu;
+std::condition_variable g_sink_cv;
+bool g_sink_held = false;
+void (*g_sink_next)(int, const char *);
+
+TEST_F(Link, ATraceSinkThatBlocksDelaysNoReplyAndTheTracesFollowInOrder) {
+    g_sink_next = zel::g_platform.log_write;
+    zel::g_platform.log_write = [](int priority, const char *text) {
+        std::unique_lock<std::mutex> lock(g_sink_mu);
+        g_sink_cv.wait(lock, [&] { return priority != LOG_DEBUG || !g_sink_held; });
+        g_sink_next(priority, text);
+    };
+    auto hold = [](bool held) {
+        std::lock_guard<std::mutex> lock(g_sink_mu);
+        g_sink_held = held;
+        g_sink_cv.notify_all();
+    };
+    setWaitMs(3000);
+    for (const S reply : {"\r\n+CSQ: 1\r\n\r\nOK\r\n", "\r\nERROR\r\n"}) {
+        log.clear();
+        hold(true);
+        server->reply(reply);
+        EXPECT_EQ(send("AT+CSQ\r\n"), reply);
+        hold(false);
+        ASSERT_TRUE(waitUntil([&] { return log.count("Received data: -->'") == 1; }));
+        std::vector<S> traces;
+        for (const LogLine &l : log.lines()) {
+            if (l.priority == LOG_DEBUG) traces.push_back(l.text.substr(l.text.find(": ") + 2));
+        }
+        EXPECT_EQ(traces, (std::vector<S>{"Received native: -->'" + std::to_string(reply.size()) + ":" + reply + "'<---\n",
+                                          "Received partial_len: -->'0," + std::to_string(reply.size()) + "' <---\n",
+                                          "Received data: -->'" + std::to_string(reply.size()) + ":" +
+                                              (reply.find("OK") != S::npos ? reply : "") + "'<---\n"}));
+    }
+    zel::g_platform.log_write = g_sink_next;
+}
+
 TEST_F(Link, IdleReceiveThreadDoesNotWake) { EXPECT_LE(switchesOver(2000), 5); }
 
 TEST_F(Link, LargeRepliesAndNulBytesArriveWholeAndBadArgumentsSendNothing) {
