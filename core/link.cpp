@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include "framer.h"
+#include "listener.h"
 #include "log.h"
 #include "platform.h"
 
@@ -47,6 +48,7 @@ struct Receiver {
     pthread_t thread;
     int fd;       // the connection it reads, fixed for its life
     int wake_fd;  // eventfd: written to stop the thread
+    uint32_t serial;  // of its connection
     std::atomic<bool> stop;
     std::atomic<pid_t> tid;
 };
@@ -57,6 +59,12 @@ std::atomic<response_queue *> g_queue{nullptr};
 // transaction can still use it and one receiver is joined before the next.
 int g_conn_fd = -1;
 Receiver *g_receiver = nullptr;
+uint32_t g_conn_serial = 0;  // counts connections, so a late drop finds its own
+// Held while a transaction picks the descriptor and sends on it, and while
+// the receive thread takes a closed one away: then nobody still sends on a
+// descriptor that the drop is about to close. Taken with nothing else held
+// but transaction_lock.
+pthread_mutex_t send_lock = PTHREAD_MUTEX_INITIALIZER;
 // Counts commands sent; the receive thread stops discarding when it moves.
 std::atomic<uint32_t> g_send_generation{0};
 // Carried-over text; used by one receive thread at a time.
@@ -136,23 +144,53 @@ void endBurst(BurstTrace &trace) {
         ZEL_LOG(LOG_DEBUG, "Received partial_len -->: -->'%d' <---\n", static_cast<int>(g_framer.pending()));
 }
 
+void retireConnection();
+
+// Handles the drop of connection `arg` (its serial) as after a failed send,
+// unless a reconnection or linkClose has retired it already.
+void *dropClosedConnection(void *arg) {
+    pthread_mutex_lock(&connection_lock);
+    if (g_conn_serial == static_cast<uint32_t>(reinterpret_cast<uintptr_t>(arg)) && g_conn_fd >= 0) {
+        ZEL_LOG(LOG_ERR, "On connection drop, perform cleanup");
+        connection_active.store(0);
+        retireConnection();
+    }
+    pthread_mutex_unlock(&connection_lock);
+    return nullptr;
+}
+
+// The server closed the connection (end of stream or a receive error): later
+// commands find -1 and fail, the one in flight is woken. Then a short-lived
+// thread handles the drop, since this one cannot join itself.
+void serverClosed(Receiver *self) {
+    pthread_mutex_lock(&send_lock);
+    int expected = self->fd;
+    bool ours = client_socket_fd.compare_exchange_strong(expected, -1);
+    pthread_mutex_unlock(&send_lock);
+    if (!ours) return;  // a drop or linkClose is retiring it already
+    if (response_queue *q = g_queue.load()) {
+        pthread_mutex_lock(&q->mutex);
+        q->server_closed = true;
+        pthread_cond_signal(&q->cond);
+        pthread_mutex_unlock(&q->mutex);
+    }
+    // Failing that, the next command's reconnection retires the connection.
+    startDetached(dropClosedConnection, "link_drop", reinterpret_cast<void *>(uintptr_t{self->serial}));
+}
+
 void *receive_loop(void *arg) {
     Receiver *self = static_cast<Receiver *>(arg);
     self->tid.store(static_cast<pid_t>(syscall(SYS_gettid)));
     char chunk[ReplyFramer::kBurstMax + 4];
     BurstTrace trace;
     uint32_t seen_generation = g_send_generation.load();
-    bool closed = false;  // the server closed: only a stop request matters now
     while (connection_active.load() && !self->stop.load()) {
         struct pollfd fds[2] = {{self->wake_fd, POLLIN, 0}, {self->fd, POLLIN, 0}};
         // Idle: block until bytes or a stop arrive. In a burst: 1 ms of
         // silence ends it, timed by a high-resolution timer.
         const struct timespec silence = {0, 1000000};
-        int rc = ppoll(fds, closed ? 1 : 2, g_framer.inBurst() ? &silence : nullptr, nullptr);
-        if (rc < 0) {
-            if (errno == EINTR) continue;
-            break;
-        }
+        int rc = ppoll(fds, 2, g_framer.inBurst() ? &silence : nullptr, nullptr);
+        if (rc < 0 && errno == EINTR) continue;
         if (fds[0].revents) {
             uint64_t ignored;
             if (read(self->wake_fd, &ignored, sizeof ignored) < 0) {
@@ -163,7 +201,7 @@ void *receive_loop(void *arg) {
             endBurst(trace);
             continue;
         }
-        ssize_t n = recv(self->fd, chunk, g_framer.room(), MSG_DONTWAIT);
+        ssize_t n = rc < 0 ? -1 : recv(self->fd, chunk, g_framer.room(), MSG_DONTWAIT);
         if (n > 0) {
             chunk[n] = '\0';
             uint32_t generation = g_send_generation.load();
@@ -177,7 +215,9 @@ void *receive_loop(void *arg) {
             if (g_framer.room() == 0) endBurst(trace);
         } else if (n == 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)) {
             if (g_framer.inBurst()) endBurst(trace);
-            closed = true;
+            trace.flush();
+            serverClosed(self);
+            return nullptr;
         }
     }
     trace.flush();
@@ -188,6 +228,7 @@ Receiver *startReceiver(int fd) {
     Receiver *r = static_cast<Receiver *>(calloc(1, sizeof(Receiver)));
     if (r == nullptr) return nullptr;
     r->fd = fd;
+    r->serial = g_conn_serial;
     r->stop.store(false);
     r->tid.store(0);
     r->wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -252,6 +293,7 @@ bool reconnect() {
             continue;
         }
         g_conn_fd = fd;
+        ++g_conn_serial;
         client_socket_fd.store(fd);
         zelto_sdk_log(LOG_INFO, "%s:%d: %d: Client socket reconnected\n", kTag, __LINE__, __LINE__);
         connection_active.store(1);
@@ -290,9 +332,11 @@ void freeNodes(response_queue *q) {
     q->head = q->tail = nullptr;
 }
 
+// Drops replies of earlier, timed-out commands and an earlier closed mark.
 void flushQueue(response_queue *q) {
     pthread_mutex_lock(&q->mutex);
     freeNodes(q);
+    q->server_closed = false;
     pthread_mutex_unlock(&q->mutex);
 }
 
@@ -321,6 +365,7 @@ int32_t linkStart() {
     pthread_mutex_lock(&connection_lock);
     retireConnection();
     g_conn_fd = fd;
+    ++g_conn_serial;
     client_socket_fd.store(fd);
     pthread_mutex_unlock(&connection_lock);
     if (!connectUnix(fd, g_platform.server_socket)) {
@@ -428,6 +473,7 @@ zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t ti
 
     pthread_mutex_lock(&transaction_lock);
     flushQueue(q);
+    pthread_mutex_lock(&send_lock);
     int fd = client_socket_fd.load();
     ssize_t sent = -1;
     if (fd > 0) {
@@ -438,6 +484,12 @@ zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t ti
             g_platform.sleep_us(100);
         }
     }
+    pthread_mutex_unlock(&send_lock);
+    if (fd <= 0) {  // the server closed the connection since the check above
+        pthread_mutex_unlock(&transaction_lock);
+        ZEL_LOG(LOG_ERR, "Server closed the connection\n");
+        return nullptr;
+    }
     if (sent < 0) {
         dropConnection(fd);
         return nullptr;
@@ -445,14 +497,21 @@ zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t ti
 
     struct timespec deadline = deadlineAfterMs(g_platform.reply_wait_ms(timeout_seconds));
     pthread_mutex_lock(&q->mutex);
-    while (q->head == nullptr) {
-        if (pthread_cond_timedwait(&q->cond, &q->mutex, &deadline) == ETIMEDOUT && q->head == nullptr) {
+    while (q->head == nullptr && !q->server_closed) {
+        if (pthread_cond_timedwait(&q->cond, &q->mutex, &deadline) == ETIMEDOUT && q->head == nullptr &&
+            !q->server_closed) {
             ZEL_LOG(LOG_WARNING, "rc == ETIMEDOUT\n\n");
             pthread_mutex_unlock(&q->mutex);
             ZEL_LOG(LOG_ERR, "data == NULL\n\n");
             pthread_mutex_unlock(&transaction_lock);
             return nullptr;
         }
+    }
+    if (q->head == nullptr) {  // a reply that came before the close is still taken
+        pthread_mutex_unlock(&q->mutex);
+        pthread_mutex_unlock(&transaction_lock);
+        ZEL_LOG(LOG_ERR, "Server closed the connection\n");
+        return nullptr;
     }
     response_node *node = q->head;
     q->head = node->next;

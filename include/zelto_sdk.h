@@ -346,7 +346,8 @@ void zelto_sdk_close_log(void);
 
 /* ---- Server link ---- */
 /* Sends one command and waits up to timeout_seconds for its complete reply.
- * Returns a new record owned by the caller, or NULL on any failure. */
+ * Returns a new record owned by the caller, or NULL on any failure; NULL at
+ * once when the server closes the connection (the next call reconnects). */
 zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t timeout_seconds);
 /* Reads one burst (out holds 8192 bytes): byte count, 0 for none, -1 for a bad fd. */
 int32_t zelto_at_client_recv(int32_t fd, void *out);
