@@ -184,7 +184,8 @@ void *receive_loop(void *arg) {
     char chunk[ReplyFramer::kBurstMax + 4];
     BurstTrace trace;
     uint32_t seen_generation = g_send_generation.load();
-    while (connection_active.load() && !self->stop.load()) {
+    bool closed = false;
+    while (!closed && connection_active.load() && !self->stop.load()) {
         struct pollfd fds[2] = {{self->wake_fd, POLLIN, 0}, {self->fd, POLLIN, 0}};
         // Idle: block until bytes or a stop arrive. In a burst: 1 ms of
         // silence ends it, timed by a high-resolution timer.
@@ -214,13 +215,14 @@ void *receive_loop(void *arg) {
             if (g_framer.feed(chunk, static_cast<size_t>(n), &cut)) deliver(cut, trace, chunk);
             if (g_framer.room() == 0) endBurst(trace);
         } else if (n == 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)) {
-            if (g_framer.inBurst()) endBurst(trace);
-            trace.flush();
-            serverClosed(self);
-            return nullptr;
+            closed = true;
         }
     }
+    // A burst cut short ends here: the next connection never starts out
+    // discarding the rest of an old burst.
+    if (g_framer.inBurst()) endBurst(trace);
     trace.flush();
+    if (closed) serverClosed(self);
     return nullptr;
 }
 
