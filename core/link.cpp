@@ -93,9 +93,10 @@ void appendReply(const Cut &cut) {
     pthread_mutex_unlock(&q->mutex);
 }
 
-// The texts of the reads of the current burst, for their traces. Traces are
-// written only once the burst's reply (if any) is queued: a slow system log
-// (no daemon, and LOG_CONS writing to the console) never delays a caller.
+// The traffic traces of the current burst: the text of each read, then the
+// reply it completed or the length carried over. They are written only once
+// the burst's reply (if any) is queued: a slow system log (no daemon, and
+// LOG_CONS writing to the console) never delays a caller.
 class BurstTrace {
 public:
     void read(const char *bytes, size_t n) {
@@ -105,11 +106,32 @@ public:
         len_[reads_++] = static_cast<int>(n);
         used_ += n + 1;
     }
+    // `in_read`: the last read completed the reply, not the end of the burst.
+    void reply(const Cut &cut, bool in_read) {
+        replied_ = true;
+        previous_ = cut.previous_partial;
+        reply_len_ = cut.len;
+        in_read_ = in_read;
+    }
+    void carried(size_t pending) { carried_ = pending; }
+    bool replied() const { return replied_; }
+
     void flush() {
-        for (int i = 0, at = 0; i < reads_; at += len_[i++] + 1)
-            ZEL_LOG(LOG_DEBUG, "Received native: -->'%d:%s'<---\n", len_[i], text_ + at);
+        const char *last = "";
+        for (int i = 0, at = 0; i < reads_; at += len_[i++] + 1) {
+            last = text_ + at;
+            ZEL_LOG(LOG_DEBUG, "Received native: -->'%d:%s'<---\n", len_[i], last);
+        }
+        if (replied_) {
+            ZEL_LOG(LOG_DEBUG, "Received partial_len: -->'%d,%d' <---\n", previous_, reply_len_);
+            ZEL_LOG(LOG_DEBUG, "Received data: -->'%d:%s'<---\n", reply_len_ - previous_, in_read_ ? last : "");
+        } else if (carried_ > 0) {
+            ZEL_LOG(LOG_DEBUG, "Received partial_len -->: -->'%d' <---\n", static_cast<int>(carried_));
+        }
         reads_ = 0;
         used_ = 0;
+        replied_ = false;
+        carried_ = 0;
     }
 
 private:
@@ -119,29 +141,27 @@ private:
     int len_[kReads];
     int reads_ = 0;
     size_t used_ = 0;
+    bool replied_ = false, in_read_ = false;
+    int32_t previous_ = 0, reply_len_ = 0;
+    size_t carried_ = 0;
 };
 
-// Queues the reply, then writes the burst's traces. `burst` is the text of
-// the read that completed the reply ("" when the end of a burst did).
-void deliver(const Cut &cut, BurstTrace &trace, const char *burst) {
-    appendReply(cut);
-    // The woken caller runs first: a system-log write can hold this CPU in
-    // the kernel for milliseconds (the console, when no daemon listens).
-    if (logWanted(LOG_DEBUG)) sched_yield();
-    trace.flush();
-    ZEL_LOG(LOG_DEBUG, "Received partial_len: -->'%d,%d' <---\n", cut.previous_partial, cut.len);
-    ZEL_LOG(LOG_DEBUG, "Received data: -->'%d:%s'<---\n", cut.len - cut.previous_partial, burst);
-}
-
+// Ends the burst: queues the reply it completed, or notes what carries over.
 void endBurst(BurstTrace &trace) {
     Cut cut;
     if (g_framer.endBurst(extended_errors, 5, &cut)) {
-        deliver(cut, trace, "");
-        return;
+        appendReply(cut);
+        trace.reply(cut, false);
+    } else {
+        trace.carried(g_framer.pending());
     }
+}
+
+void writeTraces(BurstTrace &trace) {
+    // A woken caller runs first: a system-log write can hold this CPU in the
+    // kernel for milliseconds (the console, when no daemon listens).
+    if (trace.replied() && logWanted(LOG_DEBUG)) sched_yield();
     trace.flush();
-    if (g_framer.pending() > 0)
-        ZEL_LOG(LOG_DEBUG, "Received partial_len -->: -->'%d' <---\n", static_cast<int>(g_framer.pending()));
 }
 
 void retireConnection();
@@ -200,6 +220,7 @@ void *receive_loop(void *arg) {
         }
         if (rc == 0) {
             endBurst(trace);
+            writeTraces(trace);
             continue;
         }
         ssize_t n = rc < 0 ? -1 : recv(self->fd, chunk, g_framer.room(), MSG_DONTWAIT);
@@ -212,8 +233,12 @@ void *receive_loop(void *arg) {
             }
             trace.read(chunk, static_cast<size_t>(n));
             Cut cut;
-            if (g_framer.feed(chunk, static_cast<size_t>(n), &cut)) deliver(cut, trace, chunk);
+            if (g_framer.feed(chunk, static_cast<size_t>(n), &cut)) {
+                appendReply(cut);
+                trace.reply(cut, true);
+            }
             if (g_framer.room() == 0) endBurst(trace);
+            if (trace.replied() || !g_framer.inBurst()) writeTraces(trace);
         } else if (n == 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)) {
             closed = true;
         }
@@ -221,8 +246,8 @@ void *receive_loop(void *arg) {
     // A burst cut short ends here: the next connection never starts out
     // discarding the rest of an old burst.
     if (g_framer.inBurst()) endBurst(trace);
-    trace.flush();
     if (closed) serverClosed(self);
+    writeTraces(trace);
     return nullptr;
 }
 
