@@ -337,13 +337,17 @@ zelString *zelAllocString(const char *src, int32_t len);
 /* Frees the record and its buffer; NULL is ignored. */
 void zelFreeString(zelString *s);
 void zelto_sdk_open_log(const char *ident);
-/* Writes to the system log once the log is open (at most 4094 characters). */
+/* Writes to the system log once the log is open (at most 4094 characters).
+ * A priority the application masked with setlogmask costs nothing: it is
+ * not even formatted. The link's traffic traces are LOG_DEBUG, so
+ * setlogmask(LOG_UPTO(LOG_INFO)) turns them off. */
 void zelto_sdk_log(int priority, const char *format, ...) ZEL_PRINTF_LIKE(2, 3);
 void zelto_sdk_close_log(void);
 
 /* ---- Server link ---- */
 /* Sends one command and waits up to timeout_seconds for its complete reply.
- * Returns a new record owned by the caller, or NULL on any failure. */
+ * Returns a new record owned by the caller, or NULL on any failure; NULL at
+ * once when the server closes the connection (the next call reconnects). */
 zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t timeout_seconds);
 /* Reads one burst (out holds 8192 bytes): byte count, 0 for none, -1 for a bad fd. */
 int32_t zelto_at_client_recv(int32_t fd, void *out);
