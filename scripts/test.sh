@@ -1,7 +1,9 @@
 #!/bin/bash
 # Builds the library and runs every test: natively, under AddressSanitizer
 # with UndefinedBehaviorSanitizer, under ThreadSanitizer, and cross-built for
-# 32-bit Arm under qemu-user; then runs each fuzz target for a short while.
+# 32-bit Arm under qemu-user (each including an install, an application built
+# against the installed library, and the Debian packages); then runs each fuzz
+# target for a short while.
 # Installs what it needs on Debian 12 (and node-pdu from npm into build/node).
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -9,7 +11,7 @@ root=$(pwd)
 jobs=$(nproc)
 
 need=()
-for pkg in cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user binutils clang-14 libclang-rt-14-dev \
+for pkg in cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user binutils clang-14 libclang-rt-14-dev pkgconf lintian \
     libyaml-cpp-dev libcli11-dev; do
     dpkg -s "$pkg" >/dev/null 2>&1 || need+=("$pkg")
 done
@@ -42,10 +44,11 @@ run_suite() {  # name, build dir, cmake args...
 echo "== node-pdu: install into build/node"
 scripts/node_pdu.sh "$root/build/node"
 
-run_suite native build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo
+run_suite native build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr
 run_suite asan-ubsan build/asan -DCMAKE_BUILD_TYPE=Debug -DZEL_SANITIZE=address,undefined
 RUN_PREFIX="${tsan_run[*]}" run_suite tsan build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZEL_SANITIZE=thread
-run_suite armhf-qemu build/armhf -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_TOOLCHAIN_FILE="$root/cmake/armhf.cmake"
+run_suite armhf-qemu build/armhf -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_TOOLCHAIN_FILE="$root/cmake/armhf.cmake" \
+    -DCMAKE_INSTALL_PREFIX=/usr
 echo "== fuzz: build"
 cmake -S "$root" -B build/fuzz -G Ninja -Wno-dev -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZEL_SANITIZE=address,undefined -DZEL_FUZZ=ON -DZEL_TESTS=OFF >/dev/null
