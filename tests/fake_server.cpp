@@ -13,15 +13,6 @@
 
 namespace zeltest {
 
-bool waitUntil(const std::function<bool()> &pred, int timeout_ms) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
-    while (!pred()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
-
 long voluntarySwitches(pid_t tid) {
     if (tid <= 0) return -1;
     FILE *f = fopen(("/proc/self/task/" + std::to_string(tid) + "/status").c_str(), "r");
@@ -44,9 +35,7 @@ std::string tempPath(const std::string &name) {
     return dir + "/" + name + "-" + std::to_string(getpid()) + "-" + std::to_string(counter++);
 }
 
-FakeServer::FakeServer(std::string path, bool start_now) : path_(std::move(path)) {
-    if (start_now) start();
-}
+FakeServer::FakeServer(std::string path) : path_(std::move(path)) { start(); }
 
 FakeServer::~FakeServer() { stop(); }
 
@@ -86,11 +75,6 @@ void FakeServer::stop() {
 void FakeServer::replyChunks(Reply chunks) {
     std::lock_guard<std::mutex> lock(mu_);
     queued_.push_back(std::move(chunks));
-}
-
-void FakeServer::setDefault(Reply chunks) {
-    std::lock_guard<std::mutex> lock(mu_);
-    default_ = std::move(chunks);
 }
 
 void FakeServer::setHandler(Handler h) {
@@ -133,13 +117,11 @@ void FakeServer::clearRecord() {
 }
 
 bool FakeServer::waitForCommands(size_t n, int timeout_ms) {
-    std::unique_lock<std::mutex> lock(mu_);
-    return cv_.wait_for(lock, std::chrono::milliseconds(timeout_ms), [&] { return commands_.size() >= n; });
+    return waitUntil([&] { return commands().size() >= n; }, timeout_ms);
 }
 
 bool FakeServer::waitForConnections(int n, int timeout_ms) {
-    std::unique_lock<std::mutex> lock(mu_);
-    return cv_.wait_for(lock, std::chrono::milliseconds(timeout_ms), [&] { return connections_ >= n; });
+    return waitUntil([&] { return connections() >= n; }, timeout_ms);
 }
 
 void FakeServer::writeReply(int fd, const Reply &r) {
@@ -166,11 +148,8 @@ void FakeServer::handleBytes(int fd, const char *p, size_t n) {
                 queued_.pop_front();
             } else if (handler_) {
                 answers.push_back(handler_(cmd));
-            } else {
-                answers.push_back(default_);
             }
         }
-        cv_.notify_all();
     }
     for (const Reply &r : answers) writeReply(fd, r);
 }
@@ -193,7 +172,6 @@ void FakeServer::run() {
                 std::lock_guard<std::mutex> lock(mu_);
                 clients_.push_back(fd);
                 ++connections_;
-                cv_.notify_all();
             }
         }
         for (size_t i = 2; i < fds.size(); ++i) {

@@ -74,8 +74,6 @@ std::function<S(const S &)> inTurn(std::vector<S> replies) {
     return [replies, next](const S &) { return *next < replies.size() ? replies[(*next)++] : S(); };
 }
 
-zelString msg(const char *text, int32_t len = 1) { return {const_cast<char *>(text), len}; }
-
 class Port : public LinkTest {
 protected:
     void SetUp() override {
@@ -189,7 +187,7 @@ TEST_F(Port, DialAndSendDialogues) {
     const S text = "AT+CMGF=1\r\nAT+CMGS=\"9876543210\"\r\n", cc = "zel_call_control_api:*: ";
     const S send = "lock by: open_smd_port|release by: zelSendSMS|", dial = "lock by: zelATDGet|release by: zelATDGet|";
     const S n121(121, '5'), n122(122, '5'), n116(116, '5');
-    zelString hi = msg("Hi", 2), empty = msg(""), e9 = msg("\xE9"), no_data = msg(nullptr), no_len = msg("Hi", 0);
+    zelString hi = view("Hi"), empty = view("", 1), e9 = view("\xE9"), no_data = view(nullptr, 1), no_len = view("Hi", 0);
     auto sms = [](const char *number, const zelString *m, int32_t mode) {
         return [=] { return zelSendSMS(number, m, mode); };
     };
@@ -265,7 +263,7 @@ TEST_F(Port, DialAndSendNeverInterleave) {
         waitUntil([&] { return log.count("SMD10 access lock by") == 2 && server_used; });
         modem.serve();
     };
-    zelString hi = msg("Hi", 2);
+    zelString hi = view("Hi");
     int32_t sent = -1, dialled = -1;
     std::thread sender([&] { sent = zelSendSMS("9876543210", &hi, 1); }), dialler([&] { dialled = zelATDGet("1"); });
     EXPECT_TRUE(waitUntil([&] { return log.count("SMD10 access lock by") == 2; }));

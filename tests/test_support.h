@@ -33,14 +33,6 @@ public:
     void clear();
 };
 
-// Owns a zelString for the length of a test.
-struct Owned {
-    zelString *s = nullptr;
-    ~Owned() { zelFreeString(s); }
-    zelString **out() { return &s; }
-    std::string str() const { return s ? std::string(s->data, static_cast<size_t>(s->len)) : "<null>"; }
-};
-
 // A started link (queue, connection, receive thread) to a fake server.
 class LinkTest : public ::testing::Test {
 protected:
