@@ -28,8 +28,9 @@ public:
     LogCapture();
     ~LogCapture();
     std::vector<LogLine> lines();
-    bool contains(const std::string &text, int priority = -1);
-    int count(const std::string &text);
+    // Lines that hold `text` (at `priority`, unless it is -1).
+    int count(const std::string &text, int priority = -1);
+    bool contains(const std::string &text, int priority = -1) { return count(text, priority) > 0; }
     void clear();
 };
 
