@@ -62,7 +62,7 @@ TEST(Zelctl, RecordsBecomeJson) {
     cells.geranCount = 1;
     cells.geran[0].tok2 = -7;
     Json j = zelctl::neighbourCells(cells);
-    EXPECT_EQ(j["lte_intra"].dump(), R"([{"tok2":1850,"tok3":262,"tok4":65446,"tok5":2,"tok6":3,"tok7":4,"tok8":5,"tok9":6,"tok10":7,"tok11":8}])");
+    EXPECT_EQ(j["lte_intra"].dump(), R"([{"tok2":1850,"tok3":262,"tok4":-90,"tok5":2,"tok6":3,"tok7":4,"tok8":5,"tok9":6,"tok10":7,"tok11":8}])");
     EXPECT_EQ(j["geran"][0]["tok2"], -7);
     EXPECT_TRUE(j["gsm"].empty() && j["lte_inter"].empty());
 

@@ -257,24 +257,23 @@ Output gnssPosition(const Args &a) {
     return {j};
 }
 
-// The firmware-update steps and how zelctl reads their status codes (the
-// ranges are the library's; the final codes within them are the modem's).
+// The firmware-update steps and how zelctl reads their status codes: the
+// ranges are the library's; within a range the first code starts the step,
+// `done` ends it, the codes after it are faults and the others progress.
 struct OtaStep {
     const char *name;
     const char *function;
-    std::vector<int> done;    // the step finished
-    std::vector<int> failed;  // the step failed
+    int start, done, last;
+    const char *word(int code) const {
+        return code == start ? "started" : code == done ? "done" : code > done && code <= last ? "failed" : "in progress";
+    }
 };
 const OtaStep kOtaSteps[] = {
-    {"check", "zelOTACheckUpdate", {3, 4}, {5, 6, 7}},
-    {"download", "zelOTADownload", {18}, {19, 20}},
-    {"install", "zelOTAInstall", {92}, {93, 94, 95, 96}},
-    {"activate", "zelOTAActivate", {111}, {112}},
+    {"check", "zelOTACheckUpdate", 2, 3, 7},
+    {"download", "zelOTADownload", 17, 19, 20},
+    {"install", "zelOTAInstall", 90, 92, 96},
+    {"activate", "zelOTAActivate", 110, 111, 112},
 };
-
-bool has(const std::vector<int> &codes, int code) {
-    return std::find(codes.begin(), codes.end(), code) != codes.end();
-}
 
 // Starts one step and follows its notifications until the modem reports its
 // end; the install step draws a progress bar from them.
@@ -300,18 +299,19 @@ Output otaStep(const Args &a, const OtaStep &step, const std::function<int32_t()
         if ((*e)["step"] != step.name) continue;
         log.push_back(*e);
         int code = (*e)["status"], progress = (*e)["progress"];
-        bool finished = has(step.done, code) || (bar && progress >= 100);
+        const std::string word = step.word(code);
+        bool finished = word == "done" || (bar && progress >= 100);
         if (!a.json) {
             if (bar && progress != last) {
-                printf("%s%s  install %s", tty ? "\r" : "", progressBar(finished ? 100 : progress).c_str(),
+                printf("%sinstall %s%s", tty ? "\r" : "", progressBar(finished ? 100 : progress).c_str(),
                        tty ? "" : "\n");
                 last = progress;
             } else if (!bar) {
-                printf("%s status %d\n", step.name, code);
+                printf("%s: %s (status %d)\n", step.name, word.c_str(), code);
             }
             fflush(stdout);
         }
-        if (has(step.failed, code)) {
+        if (word == "failed") {
             if (bar && tty && !a.json) printf("\n");
             fail("", 0, std::string("the modem reported that the ") + step.name + " step failed (status " +
                             std::to_string(code) + ")");
@@ -403,7 +403,7 @@ void addCommands(CLI::App &app, Args &a, std::map<const CLI::App *, Action> &act
     activate->add_option("--wait-ip", a.waitIp, "Seconds to wait for the IP change event")->check(intIn(0, 120));
     cidArg(leaf(pdp, "deactivate", "Deactivate a context", [&] { return pdpActivate(a, false); }));
 
-    leaf(&app, "cells", "Neighbour cells and the serving cell's modem information, as tables", cells);
+    leaf(&app, "cells", "Neighbour cells and the serving cell's modem information, as tables (columns named after the tokens of the modem's lines)", cells);
 
     CLI::App *sim = group("sim", "SIM state, PIN entry and retry counters");
     leaf(sim, "status", "SIM state and PIN/PUK retry counters", simStatus);

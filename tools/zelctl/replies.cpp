@@ -332,34 +332,36 @@ Json notification(const zelNotification &n) {
 }
 
 Json neighbourCells(const zelNeighbourCellReport &r) {
+    // The record keeps levels in 16-bit fields as two's complement: LTE
+    // tok4..tok7 (RSRP, RSRQ, RSSI, SINR) and GERAN tok8 read back signed.
+    auto level = [](uint16_t v) { return static_cast<int16_t>(v); };
     Json j;
     Json &intra = j["lte_intra"] = Json::array();
     for (int i = 0; i < r.lteIntraCount && i < 8; ++i) {
         const auto &c = r.lteIntra[i];
-        intra.push_back({{"tok2", c.tok2}, {"tok3", c.tok3}, {"tok4", c.tok4}, {"tok5", c.tok5},
-                         {"tok6", c.tok6}, {"tok7", c.tok7}, {"tok8", c.tok8}, {"tok9", c.tok9},
+        intra.push_back({{"tok2", c.tok2}, {"tok3", c.tok3}, {"tok4", level(c.tok4)}, {"tok5", level(c.tok5)},
+                         {"tok6", level(c.tok6)}, {"tok7", level(c.tok7)}, {"tok8", c.tok8}, {"tok9", c.tok9},
                          {"tok10", c.tok10}, {"tok11", c.tok11}});
     }
     Json &inter = j["lte_inter"] = Json::array();
     for (int i = 0; i < r.lteInterCount && i < 24; ++i) {
         const auto &c = r.lteInter[i];
-        inter.push_back({{"tok2", c.tok2}, {"tok3", c.tok3}, {"tok4", c.tok4}, {"tok5", c.tok5},
-                         {"tok6", c.tok6}, {"tok7", c.tok7}, {"tok8", c.tok8}, {"tok9", c.tok9},
+        inter.push_back({{"tok2", c.tok2}, {"tok3", c.tok3}, {"tok4", level(c.tok4)}, {"tok5", level(c.tok5)},
+                         {"tok6", level(c.tok6)}, {"tok7", level(c.tok7)}, {"tok8", c.tok8}, {"tok9", c.tok9},
                          {"tok10", c.tok10}});
     }
     Json &gsm = j["gsm"] = Json::array();
     for (int i = 0; i < r.gsmCount && i < 16; ++i) {
         const auto &c = r.gsm[i];
-        gsm.push_back({{"tok2", c.tok2}, {"tok3", c.tok3}, {"tok4", c.tok4}, {"tok5", c.tok5},
-                       {"tok6", c.tok6}, {"tok7", c.tok7}, {"tok8", c.tok8}, {"tok9", c.tok9},
-                       {"tok10", c.tok10}});
+        gsm.push_back({{"tok2", c.tok2}, {"tok3", c.tok3}, {"tok4", c.tok4}, {"tok5", c.tok5}, {"tok6", c.tok6},
+                       {"tok7", c.tok7}, {"tok8", c.tok8}, {"tok9", c.tok9}, {"tok10", c.tok10}});
     }
     Json &geran = j["geran"] = Json::array();
     for (int i = 0; i < r.geranCount && i < 6; ++i) {
         const auto &c = r.geran[i];
-        geran.push_back({{"tok2", c.tok2}, {"tok3", c.tok3}, {"tok4", c.tok4}, {"tok5", c.tok5},
-                         {"tok6", c.tok6}, {"tok7", c.tok7}, {"tok8", c.tok8}, {"tok9", c.tok9},
-                         {"tok10", c.tok10}, {"tok11", c.tok11}, {"tok12", c.tok12}});
+        geran.push_back({{"tok2", c.tok2}, {"tok3", c.tok3}, {"tok4", c.tok4}, {"tok5", c.tok5}, {"tok6", c.tok6},
+                         {"tok7", c.tok7}, {"tok8", level(c.tok8)}, {"tok9", c.tok9}, {"tok10", c.tok10},
+                         {"tok11", c.tok11}, {"tok12", c.tok12}});
     }
     return j;
 }

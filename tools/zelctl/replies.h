@@ -78,7 +78,8 @@ const char *notificationName(uint32_t type);
 // "install", "activate"), or nullptr.
 const char *otaStep(int status);
 
-// Records of the library as JSON.
+// Records of the library as JSON, fields named as in the header; the level
+// fields that the record keeps as 16-bit two's complement read back signed.
 Json neighbourCells(const zelNeighbourCellReport &report);
 Json modemInfo(const zelModemInfo &info, bool lte);
 Json notification(const zelNotification &n);
