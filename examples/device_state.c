@@ -4,48 +4,36 @@
 
 #include "zelto_sdk.h"
 
-/* Prints one text query's result and frees the text. */
-static void show(const char *label, int32_t status, zelString *text) {
-    if (status == 0)
-        printf("%-14s %s\n", label, text->data);
-    else
-        printf("%-14s (failed with status %d)\n", label, (int)status);
-    zelFreeString(text);
-}
+/* Text queries all share one shape: status back, a new zelString out. */
+static const struct {
+    const char *label;
+    int32_t (*query)(zelString **text);
+} queries[] = {
+    {"model", zelCgmmGet},        {"revision", zelCgmrGet},
+    {"IMEI", zelGetIMEI},         {"signal (rssi,ber)", zelGetCSQ},
+    {"registration", zelCEREGGet}, {"operator", zelCopsGet},
+    {"SIM", zelCPINGet},
+};
 
 int main(void) {
-    zelString *text;
     int32_t major, minor, patch;
+    size_t i;
     int32_t status = zelInit();
     if (status != 0) {
         fprintf(stderr, "zelInit failed with status %d\n", (int)status);
         return 1;
     }
     zelGetSDKVersion(&major, &minor, &patch);
-    printf("%-14s %d.%d.%d\n", "library", (int)major, (int)minor, (int)patch);
-
-    text = NULL;
-    status = zelCgmmGet(&text);
-    show("model", status, text);
-    text = NULL;
-    status = zelCgmrGet(&text);
-    show("revision", status, text);
-    text = NULL;
-    status = zelGetIMEI(&text);
-    show("IMEI", status, text);
-    text = NULL;
-    status = zelGetCSQ(&text); /* "rssi,ber" */
-    show("signal", status, text);
-    text = NULL;
-    status = zelCEREGGet(&text); /* "n,stat,..." */
-    show("registration", status, text);
-    text = NULL;
-    status = zelCopsGet(&text);
-    show("operator", status, text);
-    text = NULL;
-    status = zelCPINGet(&text);
-    show("SIM", status, text);
-
+    printf("%-18s %d.%d.%d\n", "library", (int)major, (int)minor, (int)patch);
+    for (i = 0; i < sizeof queries / sizeof queries[0]; ++i) {
+        zelString *text = NULL;
+        status = queries[i].query(&text);
+        if (status == 0)
+            printf("%-18s %s\n", queries[i].label, text->data);
+        else
+            printf("%-18s (failed with status %d)\n", queries[i].label, (int)status);
+        zelFreeString(text); /* the caller owns every text; NULL is fine */
+    }
     zelExit();
     return 0;
 }
