@@ -35,7 +35,7 @@ std::string label(const std::string &key) {
 std::string scalar(const Json &v) {
     if (v.is_null()) return "-";
     if (v.is_boolean()) return v.get<bool>() ? "yes" : "no";
-    if (v.is_string()) return v.get<std::string>();
+    if (v.is_string()) return v.get<std::string>().empty() ? "-" : v.get<std::string>();
     if (v.is_array()) {
         std::string out;
         for (const auto &e : v) out += (out.empty() ? "" : ", ") + scalar(e);
