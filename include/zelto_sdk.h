@@ -570,32 +570,43 @@ int32_t zelCGPSSNRGet(zelGnssSnrInfo *info);
 int32_t parse_snr_result(const char *text, zelGnssSnrInfo *info);
 
 /* ---- Cloud device management ---- */
-/* Only the data of each record is used; 1 for a NULL record or data. */
+/* Only the data of each record is used; 1 for a NULL record or data, or for
+ * texts too long for one command. 0 once the modem answers REGISTERING. */
 int32_t zelVantorReg(const zelString *a, const zelString *b, const zelString *c);
 /* Returns 0 registered, 1 registering, 2 unregistered, 3 unknown, 5 no reply. */
 int32_t zelVantorGetRegStatus(void);
 /* first 0..1, second 1..2 (else 1). *out may hold the modem's error text
  * even when 5 is returned; free it whenever it is not NULL. */
 int32_t zelVantDMStart(uint32_t first, uint32_t second, zelString **out);
+/* 2 for a NULL state. */
 int32_t zelVantDMTaskStatus(int32_t *state);
 int32_t zelVantDMClientStatus(int32_t *state);
 
 /* ---- Firmware update ---- */
-/* 1 when package.data is NULL or package.len is 0. */
+/* 1 when package.data is NULL, package.len is 0 or less, or the text is too
+ * long for one command; 0 when the reply holds "DOWNLOAD_SUCCESS", else 5. */
 int32_t zelDFotaDownload(zelString package);
+/* 0 when the reply holds "SUCCESS" anywhere, else 5. */
 int32_t zelDFotaExecute(void);
 /* Stores the pointer (not a copy); -1 for NULL, -99 if registration fails. */
 int32_t zelOTARegisterCallbacks(const zelOTACallbacks *callbacks);
+/* -1 for a NULL mode; -99 when the reply names no known mode. */
 int32_t zelOTAGetMode(int32_t *mode);
 /* mode 0..2 (zelOTAMode), else -1. */
 int32_t zelOTAChangeMode(uint32_t mode);
+/* -1 for a NULL URL or one too long for one command. These two and
+ * zelOTAInstall/zelOTAActivate first register the library's OTA notification
+ * handler once (-99, nothing sent, when the registry is full). */
 int32_t zelOTACheckUpdate(const char *url);
 int32_t zelOTADownload(const char *url);
 /* On success the device reboots to apply the update. */
 int32_t zelOTAApply(void);
 int32_t zelOTAInstall(void);
 int32_t zelOTAActivate(void);
+/* -99 for a reply without "OK"; then -1 for a NULL record (the command has
+ * been sent). The completion time is read as local time. */
 int32_t zelOTAGetStatus(zelOTAStatus *status);
+/* -1 for a NULL progress; -99 when the modem reports failure or no value. */
 int32_t zelOTAGetProgress(int32_t *progress);
 int32_t zelOTACleanUp(void);
 

@@ -138,7 +138,7 @@ void FamilyTest::checkRow(const Row &r, const char *tag) {
     if (r.kind != Kind::Ok && r.kind != Kind::Custom) {
         SCOPED_TRACE("NULL output");
         server->clearRecord();
-        EXPECT_EQ(r.call(nullptr, nullptr), 5);
+        EXPECT_EQ(r.call(nullptr, nullptr), r.null_status);
         expectNothingSent();
     }
 }
@@ -150,6 +150,7 @@ void FamilyTest::expectReplies(const Call &call, const std::vector<ReplyCase> &c
         EXPECT_EQ(lastTimeout(), timeout);
         EXPECT_EQ(o.status, c.status);
         EXPECT_EQ(o.out, c.out);
+        if (!c.logged.empty()) EXPECT_TRUE(log.contains(c.logged, c.priority)) << c.logged;
     }
 }
 

@@ -44,8 +44,13 @@ struct Row {
     std::string want;    // outputs after the good reply, as describe() writes them
     int32_t width = 0;
     int32_t timeout = 15;
+    int32_t null_status = 5;  // what a NULL output gives, before anything is sent
     Row &wait(int32_t seconds) {
         timeout = seconds;
+        return *this;
+    }
+    Row &nullGives(int32_t status) {
+        null_status = status;
         return *this;
     }
 };
@@ -87,6 +92,8 @@ protected:
         std::string reply;
         int32_t status;
         std::string out;
+        std::string logged = {};  // a line that must be logged (at `priority`), if not empty
+        int priority = LOG_ERR;
     };
     void expectReplies(const Call &call, const std::vector<ReplyCase> &cases, int32_t timeout = 15);
 

@@ -197,6 +197,12 @@ TEST(Registries, EleventhRegistrationFailsAndKeepsTheTen) {
     notifyCallbacks(&wake);
     notifyCallbacks(nullptr);
     EXPECT_EQ(delivered(g_note, "7:42"), Events{"7:42"});
+    // No room for the firmware-update handler: -99 before sending, tried again on every call.
+    const zelOTACallbacks none = {};
+    EXPECT_EQ(zelOTAInstall(), -99);
+    EXPECT_EQ(zelOTARegisterCallbacks(&none), -99);
+    EXPECT_EQ(zelOTACheckUpdate(nullptr) + zelOTARegisterCallbacks(nullptr), -2);  // refused before trying
+    EXPECT_EQ(g_log->count("Failed to register OTA notification handler"), 2);
 }
 
 TEST(Listeners, ReconnectAfterTheServersReturnWithoutSpinning) {

@@ -67,15 +67,14 @@ Reply transact(const char *tag, const Command &c, int line) {
     return Reply(ret);
 }
 
-namespace {
 // strtol saturates at the 32-bit long of the target; a 64-bit host saturates
 // the same way here.
-int32_t toInt32(long v) {
+int32_t decimalAt(const char *text) {
+    long v = strtol(text, nullptr, 10);
     if (v > INT32_MAX) return INT32_MAX;
     if (v < INT32_MIN) return INT32_MIN;
     return static_cast<int32_t>(v);
 }
-}  // namespace
 
 zelString *trimmedText(const char *start, const char *end) {
     zelString *s = zelAllocString(start, static_cast<int32_t>(end - start));
@@ -101,7 +100,7 @@ int32_t run(const Request &r) {
             return reply.find("OK") ? 0 : 5;
         case Shape::IntQuery:
             if (after_prefix == nullptr) return 5;
-            *r.int_out = toInt32(strtol(after_prefix, nullptr, 10));
+            *r.int_out = decimalAt(after_prefix);
             return 0;
         case Shape::TextQuery: {
             if (r.prefix) *r.text_out = nullptr;

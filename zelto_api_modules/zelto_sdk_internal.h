@@ -105,6 +105,21 @@ private:
     zelString *s_;
 };
 
+// The first row of `rows` whose `word` the reply holds at or after `from`
+// (the reply's start when NULL); the last row when none of the others does.
+// The rows are tried in table order, so a word that contains another comes
+// before it.
+template <typename Row, size_t N>
+const Row &firstFound(const Reply &r, const Row (&rows)[N], const char *from = nullptr) {
+    for (size_t i = 0; i + 1 < N; ++i)
+        if (r.find(rows[i].word, from)) return rows[i];
+    return rows[N - 1];
+}
+
+// The decimal integer at `text` as strtol reads it (leading blanks, a sign,
+// 0 without digits), saturated at 32 bits as on the target.
+int32_t decimalAt(const char *text);
+
 // Sends a command for a custom wrapper: a reply with at least one byte, or an
 // empty Reply after the template's log line ("ret == NULL", "ret->len <= 0",
 // or a refused over-long command).
