@@ -10,6 +10,10 @@
 namespace zel {
 // Set once by zelto_sdk_open_log; never cleared.
 extern std::atomic<uint8_t> log_opened;
+
+// Writes to the system log directly, whether or not the log is open and
+// without the source prefix, as the few messages that bypass zelto_sdk_log do.
+void directLog(int priority, const char *format, ...) __attribute__((format(printf, 2, 3)));
 }  // namespace zel
 
 // Logs with the "<source base name>:<line>: " prefix every library message

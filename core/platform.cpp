@@ -7,6 +7,7 @@
 #include <syslog.h>
 #include <time.h>
 #include <errno.h>
+#include <fcntl.h>
 
 namespace zel {
 namespace {
@@ -28,6 +29,8 @@ int64_t secondsToMs(int32_t seconds) { return static_cast<int64_t>(seconds) * 10
 
 void exitProcess(int status) { exit(status); }
 
+int openPort(const char *path, int flags) { return open(path, flags); }
+
 constexpr Platform kDefault = {
     "/tmp/zelto_unix_socket",
     "/tmp/ip_change_notify.sock",
@@ -43,6 +46,7 @@ constexpr Platform kDefault = {
     sleepMicroseconds,
     secondsToMs,
     exitProcess,
+    openPort,
 };
 
 }  // namespace

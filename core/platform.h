@@ -27,6 +27,8 @@ struct Platform {
     int64_t (*reply_wait_ms)(int32_t seconds);
     // Ends the process with the status (exit handlers run).
     void (*exit_process)(int status);
+    // Opens the direct AT port: open(2)'s result, errno set on failure.
+    int (*open_port)(const char *path, int flags);
 };
 
 extern Platform g_platform;

@@ -12,6 +12,25 @@ namespace zel {
 std::atomic<uint8_t> log_opened{0};
 }
 
+namespace {
+// Formats into a zero-filled 4096-byte buffer with the limit 4095, so at most
+// 4094 characters survive, as the log always has, and writes the text.
+void writeLine(int priority, const char *format, va_list ap) {
+    char text[4096];
+    memset(text, 0, sizeof text);
+    vsnprintf(text, sizeof text - 1, format, ap);
+    zel::g_platform.log_write(priority, text);
+}
+}  // namespace
+
+void zel::directLog(int priority, const char *format, ...) {
+    if (format == nullptr) return;
+    va_list ap;
+    va_start(ap, format);
+    writeLine(priority, format, ap);
+    va_end(ap);
+}
+
 extern "C" {
 
 zelString *zelAllocString(const char *src, int32_t len) {
@@ -41,14 +60,10 @@ void zelto_sdk_open_log(const char *ident) {
 
 void zelto_sdk_log(int priority, const char *format, ...) {
     if (!zel::log_opened.load(std::memory_order_relaxed) || format == nullptr) return;
-    char text[4096];
-    memset(text, 0, sizeof text);
     va_list ap;
     va_start(ap, format);
-    // 4095 as the limit leaves at most 4094 characters, as the log always has.
-    vsnprintf(text, sizeof text - 1, format, ap);
+    writeLine(priority, format, ap);
     va_end(ap);
-    zel::g_platform.log_write(priority, text);
 }
 
 void zelto_sdk_close_log(void) { zel::g_platform.log_close(); }

@@ -372,13 +372,15 @@ int32_t zelSendAtCommand(const char *command, zelString **reply);
 char *trim(char *text);
 
 /* ---- Direct modem port (/dev/smd10) ---- */
+/* Log the caller's name, then take or release smd_lock; the pthread result. */
 int32_t zel_smd_access_lock(const char *caller);
 int32_t zel_smd_access_unlock(const char *caller);
 /* Discards pending input; returns the last read's result. */
 int32_t zel_flush_all_data_in_fd(int32_t fd);
-/* Returns len when every byte was written, else -1. */
+/* Returns len when every byte was written, else -1 (3 failed writes at most). */
 int32_t zel_send_data_to_fd(int32_t fd, const void *data, int32_t len);
-/* Reads until a final OK/ERROR or the budget ends: bytes read, or -1. */
+/* Reads until a final OK/ERROR, a full buffer or the end of the budget, spent
+ * in 200 ms steps of silence: bytes read, or -1 when none came. */
 int32_t zel_read_data_from_modem(int32_t fd, char *buffer, int32_t size, int32_t timeout_ms);
 
 /* ---- Call control ---- */
@@ -613,13 +615,14 @@ int32_t zelOTACleanUp(void);
 /* ---- Peripherals ---- */
 /* reset 2 sends the level alone. */
 int32_t zelCfunSet(int32_t level, int32_t reset);
-/* 0 none, 1 peripheral. */
+/* 0 none, 1 peripheral (else 1, nothing sent). */
 int32_t zelSetUartMode(int32_t mode);
 /* profile required (else 2); flags 0 or 1 (else 1). */
 int32_t zelUsbProfSet(const char *profile, uint32_t flag1, uint32_t flag2, uint32_t flag3,
                       uint32_t flag4);
 int32_t zelUsbprofGet(zelString **out);
-/* Exports a sysfs GPIO line if needed: 0, or -1. */
+/* Exports a sysfs GPIO line if needed: 0, or -1. GPIO lines are 0..999; the
+ * GPIO functions refuse any other number (-1 here, 1 below) and touch nothing. */
 int32_t init_gpio(int32_t line);
 /* direction 0 input, otherwise output. */
 int32_t zelGpioSetDir(int32_t line, int32_t direction);
@@ -658,12 +661,16 @@ int32_t zellteWakeupSet(uint32_t enable, int32_t value);
 /* *reason is 10 until a valid reason (0..10) was read. */
 int32_t zelGetWakeupReason(uint32_t *reason);
 /* Suspend for seconds (< 1: until another wake-up source); on wake, *reason
- * is read and a NOTIFICATION_WAKEUP is delivered on the calling thread. */
+ * is read and a NOTIFICATION_WAKEUP is delivered on the calling thread. Deep
+ * sleep also holds the radio at level 4 and then restores the level it read
+ * before (1, full functionality, when none could be read). */
 int32_t zelEnterDeepSleep(int32_t seconds, uint32_t *reason);
 int32_t zelEnterFastSleep(int32_t seconds, uint32_t *reason);
 
 /* ---- SMS sending (direct port) ---- */
-/* mode 0 text, otherwise PDU (UCS-2; number is 10 national digits). */
+/* mode 0 text, otherwise PDU (UCS-2; number is 10 national digits).
+ * 0 sent, 5 not sent (or refused: NULL/empty number, NULL message or data, len 0).
+ * A text-mode number over 115 characters is cut with the rest of its command. */
 int32_t zelSendSMS(const char *number, const zelString *message, int32_t mode);
 /* "%04X" per input byte; result freed by the caller with free(). */
 char *convert_to_ucs2(const char *text);

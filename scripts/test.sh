@@ -1,17 +1,21 @@
 #!/bin/bash
 # Builds the library and runs every test: natively, under AddressSanitizer
 # with UndefinedBehaviorSanitizer, under ThreadSanitizer, and cross-built for
-# 32-bit Arm under qemu-user; then runs each fuzz target for a short while.
-# Installs what it needs on Debian 12.
+# 32-bit Arm under qemu-user (each including an install, an application built
+# against the installed library, and the Debian packages); then runs each fuzz
+# target for a short while.
+# Installs what it needs on Debian 12 (and node-pdu from npm into build/node).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
 jobs=$(nproc)
 
 need=()
-for pkg in cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user binutils clang-14 libclang-rt-14-dev; do
+for pkg in cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user binutils clang-14 libclang-rt-14-dev pkgconf lintian; do
     dpkg -s "$pkg" >/dev/null 2>&1 || need+=("$pkg")
 done
+# node and npm for the SMS PDU cross-check (any install of them will do).
+command -v node >/dev/null && command -v npm >/dev/null || need+=(nodejs npm)
 if [ ${#need[@]} -gt 0 ]; then
     echo "== installing: ${need[*]}"
     apt-get update -qq
@@ -29,16 +33,21 @@ run_suite() {  # name, build dir, cmake args...
     local name=$1 dir=$2
     shift 2
     echo "== $name: configure and build"
-    cmake -S "$root" -B "$dir" -G Ninja -Wno-dev "$@" >/dev/null
+    cmake -S "$root" -B "$dir" -G Ninja -Wno-dev -DZEL_NODE_DIR="$root/build/node" "$@" >/dev/null
     ninja -C "$dir" -j "$jobs" >/dev/null
     echo "== $name: test"
     (cd "$dir" && ${RUN_PREFIX:-} ctest --output-on-failure -j "$jobs")
 }
 
-run_suite native build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo
+# node-pdu from the npm registry decodes the library's SMS PDUs in every suite.
+echo "== node-pdu: install into build/node"
+scripts/node_pdu.sh "$root/build/node"
+
+run_suite native build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr
 run_suite asan-ubsan build/asan -DCMAKE_BUILD_TYPE=Debug -DZEL_SANITIZE=address,undefined
 RUN_PREFIX="${tsan_run[*]}" run_suite tsan build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZEL_SANITIZE=thread
-run_suite armhf-qemu build/armhf -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_TOOLCHAIN_FILE="$root/cmake/armhf.cmake"
+run_suite armhf-qemu build/armhf -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_TOOLCHAIN_FILE="$root/cmake/armhf.cmake" \
+    -DCMAKE_INSTALL_PREFIX=/usr
 echo "== fuzz: build"
 cmake -S "$root" -B build/fuzz -G Ninja -Wno-dev -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZEL_SANITIZE=address,undefined -DZEL_FUZZ=ON -DZEL_TESTS=OFF >/dev/null

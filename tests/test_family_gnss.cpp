@@ -12,6 +12,7 @@
 #include <tuple>
 
 #include "family_table.h"
+#include "shell_guard.h"
 #include "zelto_api_modules/zel_gnss_internal.h"
 
 namespace {
@@ -157,7 +158,7 @@ TEST(ParseSnr, RealNumberIgnoresTheApplicationsLocale) {
     ASSERT_NE(mkdtemp(dir), nullptr);
     std::string cmd = std::string("localedef -i de_DE -f ISO-8859-1 ") + dir + "/de >/dev/null 2>&1";
     setenv("LOCPATH", dir, 1);
-    bool set = system(cmd.c_str()) == 0 && setlocale(LC_NUMERIC, "de") != nullptr;
+    bool set = hostSystem(cmd.c_str()) == 0 && setlocale(LC_NUMERIC, "de") != nullptr;
     zelGnssSnrInfo got = {};
     int32_t status = parse_snr_result("12,34,5,41.75", &got);
     setlocale(LC_NUMERIC, "C");

@@ -1,5 +1,14 @@
-// Call control over the SDK server: answer, hang up, call settings, extended
-// error report, activity status and phonebook storage.
+// Call control: the voice dial over the direct modem port; over the SDK
+// server answer, hang up, call settings, extended error report, activity
+// status and phonebook storage.
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include "../core/log.h"
 #include "zelto_sdk_internal.h"
 
 using namespace zel;
@@ -9,6 +18,40 @@ const char kTag[] = "zel_call_control_api";
 }
 
 extern "C" {
+
+int32_t zelATDGet(const char *number) {
+    if (number == nullptr || number[0] == '\0') {
+        ZEL_LOG(LOG_ERR, "Invalid phone number");
+        return 5;
+    }
+    char buffer[128] = {0};
+    // A number that does not fit the command buffer is refused before the port is touched.
+    int n = snprintf(buffer, sizeof buffer, "ATD%s;\r\n", number);
+    if (n <= 0 || static_cast<size_t>(n) >= sizeof buffer) {
+        ZEL_LOG(LOG_ERR, "Failed to format ATD command");
+        return 5;
+    }
+    int32_t fd = lockAndOpenModemPort("zelATDGet", O_RDWR | O_NONBLOCK | O_EXCL);
+    if (fd < 0) {
+        ZEL_LOG(LOG_ERR, "Unable to open /dev/smd10, error: %s", strerror(errno));
+        zel_smd_access_unlock("zelATDGet");
+        return 5;
+    }
+    int32_t status = 5;
+    if (zel_send_data_to_fd(fd, buffer, n) == n) {
+        memset(buffer, 0, sizeof buffer);
+        int32_t got = zel_read_data_from_modem(fd, buffer, sizeof buffer - 1, 5000);
+        if (got <= 0) {
+            ZEL_LOG(LOG_WARNING, "No response from modem for ATD command");
+        } else {
+            ZEL_LOG(LOG_INFO, "Call response: %s", buffer);
+            status = findIn(buffer, static_cast<size_t>(got), "\r\nOK\r\n") ? 0 : 5;
+        }
+    }
+    close(fd);
+    zel_smd_access_unlock("zelATDGet");
+    return status;
+}
 
 // The module expects the trailing ';' on answer and hang-up as well.
 int32_t zelATAGet(void) { return action(kTag, "ATA;\r\n"); }

@@ -1,13 +1,18 @@
-// The command engine, trim and the generic pass-through.
+// The command engine, trim, the generic pass-through, the listener
+// registration wrappers and the building blocks of the direct modem port.
 #include "zelto_sdk_internal.h"
 
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <errno.h>
+#include <pthread.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include "../core/log.h"
+#include "../core/platform.h"
 
 namespace {
 const char kTag[] = "zelto_sdk_internal";
@@ -171,6 +176,90 @@ int32_t zelRegisterIPChanged(zelIPChangedCallback callback) {
 
 int32_t zelRegisterNotification(zelNotificationCallback callback) {
     return registerCallback(RegisterNotification, callback, "RegisterNotification");
+}
+
+}  // extern "C"
+
+// ---- Direct modem port ----------------------------------------------------
+
+pthread_mutex_t smd_lock = PTHREAD_MUTEX_INITIALIZER;
+
+namespace {
+constexpr uint64_t kWriteRetryPauseUs = 100000;
+constexpr int64_t kReadStepUs = 200000;
+const char *orNull(const char *s) { return s ? s : "(null)"; }
+}  // namespace
+
+int32_t zel::lockAndOpenModemPort(const char *caller, int flags) {
+    zel_smd_access_lock(caller);
+    int fd = g_platform.open_port(g_platform.modem_port, flags);
+    if (fd >= 0) zel_flush_all_data_in_fd(fd);
+    return fd;
+}
+
+extern "C" {
+
+int32_t zel_smd_access_lock(const char *caller) {
+    ZEL_LOG(LOG_INFO, "SMD10 access lock by: %s", orNull(caller));
+    return pthread_mutex_lock(&smd_lock);
+}
+
+int32_t zel_smd_access_unlock(const char *caller) {
+    ZEL_LOG(LOG_INFO, "SMD10 access release by: %s", orNull(caller));
+    return pthread_mutex_unlock(&smd_lock);
+}
+
+int32_t zel_flush_all_data_in_fd(int32_t fd) {
+    char scratch[128];
+    ssize_t n;
+    do {
+        n = read(fd, scratch, sizeof scratch);
+    } while (n > 0);
+    return n < 0 ? -1 : 0;
+}
+
+int32_t zel_send_data_to_fd(int32_t fd, const void *data, int32_t len) {
+    if (data == nullptr || len < 0) return -1;
+    const char *bytes = static_cast<const char *>(data);
+    int32_t remaining = len;
+    // Only failed writes use up the budget; partial writes go on at once.
+    for (int budget = 3; remaining > 0 && budget > 0;) {
+        errno = 0;
+        ssize_t n = write(fd, bytes + (len - remaining), static_cast<size_t>(remaining));
+        if (n > 0) {
+            remaining -= static_cast<int32_t>(n);
+            continue;
+        }
+        int err = errno;
+        ZEL_LOG(LOG_WARNING, "Write to fd %d, retry: %d, error: %s", fd, budget, strerror(err));
+        --budget;
+        if (err != EAGAIN) break;
+        zel::g_platform.sleep_us(kWriteRetryPauseUs);
+    }
+    return remaining == 0 ? len : -1;
+}
+
+int32_t zel_read_data_from_modem(int32_t fd, char *buffer, int32_t size, int32_t timeout_ms) {
+    int64_t budget_us = static_cast<int64_t>(timeout_ms) * 1000;
+    int32_t count = 0;
+    if (buffer == nullptr || size <= 0) return -1;
+    // Silence costs budget in 200 ms steps; a failing read (EINTR, a closed
+    // peer, a bad descriptor) counts as silence, so nothing spins.
+    while (budget_us > 0) {
+        ssize_t n = read(fd, buffer + count, static_cast<size_t>(size - count));
+        if (n > 0) {
+            count += static_cast<int32_t>(n);
+            size_t got = static_cast<size_t>(count);
+            if (count == size || zel::findIn(buffer, got, "\r\nOK\r\n") || zel::findIn(buffer, got, "\r\nERROR\r\n"))
+                return count;
+            continue;
+        }
+        budget_us -= kReadStepUs;
+        zel::g_platform.sleep_us(kReadStepUs);
+    }
+    if (count > 0) return count;
+    ZEL_LOG(LOG_WARNING, "Read from fd %d, timeout exit", fd);
+    return -1;
 }
 
 }  // extern "C"

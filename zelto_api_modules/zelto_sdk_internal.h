@@ -132,6 +132,11 @@ zelString *trimmedText(const char *start, const char *end);
 // Plain byte search over [hay, hay+len): first `needle`, or NULL.
 const char *findIn(const char *hay, size_t len, const char *needle);
 
+// Direct modem port: takes smd_lock (logged for `caller`), opens the port with
+// `flags` through the platform and drains what it still holds. Returns the
+// descriptor, or -1 with errno set and the lock still held.
+int32_t lockAndOpenModemPort(const char *caller, int flags);
+
 }  // namespace zel
 
 #endif
