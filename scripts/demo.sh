@@ -118,7 +118,7 @@ step "notifications: zelctl watch while a message arrives and the SIM state chan
 printf '$ zelctl watch --count 2 --timeout 20\n'
 zelctl watch --count 2 --timeout 20 2>"$watch_err" &
 watch_pid=$!
-wait_for 10 grep -q Watching "$watch_err"
+wait_for 10 grep -q Watching "$watch_err" || { cat "$watch_err" >&2; exit 1; }
 zelsim ctl '{sms: {from: "+15550199", text: "Your code is 4711"}}' >/dev/null
 zelsim ctl '{notify: {type: sim_status, value: 1}}' >/dev/null
 wait "$watch_pid" || printf '(exit status %d)\n' "$?"
