@@ -3,20 +3,15 @@
 // thread's wake-ups while idle.
 //
 //   ./build/bench_link [iterations]
-#include <errno.h>
-#include <poll.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "bench/bench_util.h"
 #include "core/link.h"
 #include "core/platform.h"
 #include "tests/fake_server.h"
@@ -24,18 +19,10 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using zelbench::Clock;
+using zelbench::Stats;
 const std::string kCommand = "AT+CSQ\r\n";
 const std::string kReply = "\r\n+CSQ: 23,99\r\n\r\nOK\r\n";
-
-struct Stats {
-    double median_us, p99_us;
-};
-
-Stats stats(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return {v[v.size() / 2], v[std::min(v.size() - 1, v.size() * 99 / 100)]};
-}
 
 std::vector<double> benchLink(int iterations) {
     zeltest::FakeServer server(zeltest::tempPath("bench"));
@@ -63,42 +50,6 @@ std::vector<double> benchLink(int iterations) {
     return us;
 }
 
-// The same bytes over a socketpair: a thread answers each command with the
-// reply; the client blocks in poll and reads until it has the whole reply.
-std::vector<double> benchRaw(int iterations) {
-    int sv[2];
-    socketpair(AF_UNIX, SOCK_STREAM, 0, sv);
-    std::thread peer([&] {
-        char buf[256];
-        for (;;) {
-            ssize_t n = recv(sv[1], buf, sizeof buf, 0);
-            if (n <= 0) return;
-            send(sv[1], kReply.data(), kReply.size(), MSG_NOSIGNAL);
-        }
-    });
-    std::vector<double> us;
-    char buf[256];
-    for (int i = 0; i < iterations + 100; ++i) {
-        auto t0 = Clock::now();
-        send(sv[0], kCommand.data(), kCommand.size(), MSG_NOSIGNAL);
-        size_t got = 0;
-        while (got < kReply.size()) {
-            struct pollfd p = {sv[0], POLLIN, 0};
-            poll(&p, 1, -1);
-            ssize_t n = recv(sv[0], buf + got, sizeof buf - got, 0);
-            if (n <= 0) break;
-            got += (size_t)n;
-        }
-        auto t1 = Clock::now();
-        if (i >= 100) us.push_back(std::chrono::duration<double, std::micro>(t1 - t0).count());
-    }
-    shutdown(sv[0], SHUT_RDWR);
-    peer.join();
-    close(sv[0]);
-    close(sv[1]);
-    return us;
-}
-
 long idleWakeups(int seconds) {
     zeltest::FakeServer server(zeltest::tempPath("idle"));
     zel::g_platform.server_socket = server.path().c_str();
@@ -118,12 +69,12 @@ long idleWakeups(int seconds) {
 
 int main(int argc, char **argv) {
     int iterations = argc > 1 ? atoi(argv[1]) : 20000;
-    Stats link = stats(benchLink(iterations));
-    Stats raw = stats(benchRaw(iterations));
+    Stats link = zelbench::stats(benchLink(iterations));
+    Stats raw = zelbench::stats(zelbench::rawPingPong(kCommand, kReply, iterations));
     printf("iterations: %d\n", iterations);
-    printf("sdkSendATcmdViaSocket round trip: median %.1f us, p99 %.1f us\n", link.median_us, link.p99_us);
-    printf("raw unix socket ping-pong:        median %.1f us, p99 %.1f us\n", raw.median_us, raw.p99_us);
-    printf("ratio link/raw: median %.2f, p99 %.2f\n", link.median_us / raw.median_us, link.p99_us / raw.p99_us);
+    printf("sdkSendATcmdViaSocket round trip: median %.1f us, p99 %.1f us\n", link.p50_us, link.p99_us);
+    printf("raw unix socket ping-pong:        median %.1f us, p99 %.1f us\n", raw.p50_us, raw.p99_us);
+    printf("ratio link/raw: median %.2f, p99 %.2f\n", link.p50_us / raw.p50_us, link.p99_us / raw.p99_us);
     printf("receive thread wake-ups over 2 s idle: %ld\n", idleWakeups(2));
     return 0;
 }

@@ -4,6 +4,7 @@
 
 #include <errno.h>
 #include <poll.h>
+#include <sched.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
@@ -17,6 +18,7 @@
 #include <unistd.h>
 
 #include "framer.h"
+#include "listener.h"
 #include "log.h"
 #include "platform.h"
 
@@ -46,6 +48,7 @@ struct Receiver {
     pthread_t thread;
     int fd;       // the connection it reads, fixed for its life
     int wake_fd;  // eventfd: written to stop the thread
+    uint32_t serial;  // of its connection
     std::atomic<bool> stop;
     std::atomic<pid_t> tid;
 };
@@ -56,6 +59,12 @@ std::atomic<response_queue *> g_queue{nullptr};
 // transaction can still use it and one receiver is joined before the next.
 int g_conn_fd = -1;
 Receiver *g_receiver = nullptr;
+uint32_t g_conn_serial = 0;  // counts connections, so a late drop finds its own
+// Held while a transaction picks the descriptor and sends on it, and while
+// the receive thread takes a closed one away: then nobody still sends on a
+// descriptor that the drop is about to close. Taken with nothing else held
+// but transaction_lock.
+pthread_mutex_t send_lock = PTHREAD_MUTEX_INITIALIZER;
 // Counts commands sent; the receive thread stops discarding when it moves.
 std::atomic<uint32_t> g_send_generation{0};
 // Carried-over text; used by one receive thread at a time.
@@ -84,39 +93,125 @@ void appendReply(const Cut &cut) {
     pthread_mutex_unlock(&q->mutex);
 }
 
-// `burst` is the text of the read that completed the reply ("" when the end
-// of a burst did).
-void deliver(const Cut &cut, const char *burst) {
-    ZEL_LOG(LOG_DEBUG, "Received partial_len: -->'%d,%d' <---\n", cut.previous_partial, cut.len);
-    ZEL_LOG(LOG_DEBUG, "Received data: -->'%d:%s'<---\n", cut.len - cut.previous_partial, burst);
-    appendReply(cut);
-}
+// The traffic traces of the current burst: the text of each read, then the
+// reply it completed or the length carried over. They are written only once
+// the burst's reply (if any) is queued: a slow system log (no daemon, and
+// LOG_CONS writing to the console) never delays a caller.
+class BurstTrace {
+public:
+    void read(const char *bytes, size_t n) {
+        if (reads_ == kReads) flush();
+        memcpy(text_ + used_, bytes, n);
+        text_[used_ + n] = '\0';
+        len_[reads_++] = static_cast<int>(n);
+        used_ += n + 1;
+    }
+    // `in_read`: the last read completed the reply, not the end of the burst.
+    void reply(const Cut &cut, bool in_read) {
+        replied_ = true;
+        previous_ = cut.previous_partial;
+        reply_len_ = cut.len;
+        in_read_ = in_read;
+    }
+    void carried(size_t pending) { carried_ = pending; }
+    bool replied() const { return replied_; }
 
-void endBurst() {
+    void flush() {
+        const char *last = "";
+        for (int i = 0, at = 0; i < reads_; at += len_[i++] + 1) {
+            last = text_ + at;
+            ZEL_LOG(LOG_DEBUG, "Received native: -->'%d:%s'<---\n", len_[i], last);
+        }
+        if (replied_) {
+            ZEL_LOG(LOG_DEBUG, "Received partial_len: -->'%d,%d' <---\n", previous_, reply_len_);
+            ZEL_LOG(LOG_DEBUG, "Received data: -->'%d:%s'<---\n", reply_len_ - previous_, in_read_ ? last : "");
+        } else if (carried_ > 0) {
+            ZEL_LOG(LOG_DEBUG, "Received partial_len -->: -->'%d' <---\n", static_cast<int>(carried_));
+        }
+        reads_ = 0;
+        used_ = 0;
+        replied_ = false;
+        carried_ = 0;
+    }
+
+private:
+    static constexpr int kReads = 32;
+    // A burst holds at most kBurstMax bytes, each read one terminator more.
+    char text_[ReplyFramer::kBurstMax + kReads];
+    int len_[kReads];
+    int reads_ = 0;
+    size_t used_ = 0;
+    bool replied_ = false, in_read_ = false;
+    int32_t previous_ = 0, reply_len_ = 0;
+    size_t carried_ = 0;
+};
+
+// Ends the burst: queues the reply it completed, or notes what carries over.
+void endBurst(BurstTrace &trace) {
     Cut cut;
     if (g_framer.endBurst(extended_errors, 5, &cut)) {
-        deliver(cut, "");
-    } else if (g_framer.pending() > 0) {
-        ZEL_LOG(LOG_DEBUG, "Received partial_len -->: -->'%d' <---\n", static_cast<int>(g_framer.pending()));
+        appendReply(cut);
+        trace.reply(cut, false);
+    } else {
+        trace.carried(g_framer.pending());
     }
+}
+
+void writeTraces(BurstTrace &trace) {
+    // A woken caller runs first: a system-log write can hold this CPU in the
+    // kernel for milliseconds (the console, when no daemon listens).
+    if (trace.replied() && logWanted(LOG_DEBUG)) sched_yield();
+    trace.flush();
+}
+
+void retireConnection();
+
+// Handles the drop of connection `arg` (its serial) as after a failed send,
+// unless a reconnection or linkClose has retired it already.
+void *dropClosedConnection(void *arg) {
+    pthread_mutex_lock(&connection_lock);
+    if (g_conn_serial == static_cast<uint32_t>(reinterpret_cast<uintptr_t>(arg)) && g_conn_fd >= 0) {
+        ZEL_LOG(LOG_ERR, "On connection drop, perform cleanup");
+        connection_active.store(0);
+        retireConnection();
+    }
+    pthread_mutex_unlock(&connection_lock);
+    return nullptr;
+}
+
+// The server closed the connection (end of stream or a receive error): later
+// commands find -1 and fail, the one in flight is woken. Then a short-lived
+// thread handles the drop, since this one cannot join itself.
+void serverClosed(Receiver *self) {
+    pthread_mutex_lock(&send_lock);
+    int expected = self->fd;
+    bool ours = client_socket_fd.compare_exchange_strong(expected, -1);
+    pthread_mutex_unlock(&send_lock);
+    if (!ours) return;  // a drop or linkClose is retiring it already
+    if (response_queue *q = g_queue.load()) {
+        pthread_mutex_lock(&q->mutex);
+        q->server_closed = true;
+        pthread_cond_signal(&q->cond);
+        pthread_mutex_unlock(&q->mutex);
+    }
+    // Failing that, the next command's reconnection retires the connection.
+    startDetached(dropClosedConnection, "link_drop", reinterpret_cast<void *>(uintptr_t{self->serial}));
 }
 
 void *receive_loop(void *arg) {
     Receiver *self = static_cast<Receiver *>(arg);
     self->tid.store(static_cast<pid_t>(syscall(SYS_gettid)));
     char chunk[ReplyFramer::kBurstMax + 4];
+    BurstTrace trace;
     uint32_t seen_generation = g_send_generation.load();
-    bool closed = false;  // the server closed: only a stop request matters now
-    while (connection_active.load() && !self->stop.load()) {
+    bool closed = false;
+    while (!closed && connection_active.load() && !self->stop.load()) {
         struct pollfd fds[2] = {{self->wake_fd, POLLIN, 0}, {self->fd, POLLIN, 0}};
         // Idle: block until bytes or a stop arrive. In a burst: 1 ms of
         // silence ends it, timed by a high-resolution timer.
         const struct timespec silence = {0, 1000000};
-        int rc = ppoll(fds, closed ? 1 : 2, g_framer.inBurst() ? &silence : nullptr, nullptr);
-        if (rc < 0) {
-            if (errno == EINTR) continue;
-            break;
-        }
+        int rc = ppoll(fds, 2, g_framer.inBurst() ? &silence : nullptr, nullptr);
+        if (rc < 0 && errno == EINTR) continue;
         if (fds[0].revents) {
             uint64_t ignored;
             if (read(self->wake_fd, &ignored, sizeof ignored) < 0) {
@@ -124,10 +219,11 @@ void *receive_loop(void *arg) {
             continue;
         }
         if (rc == 0) {
-            endBurst();
+            endBurst(trace);
+            writeTraces(trace);
             continue;
         }
-        ssize_t n = recv(self->fd, chunk, g_framer.room(), MSG_DONTWAIT);
+        ssize_t n = rc < 0 ? -1 : recv(self->fd, chunk, g_framer.room(), MSG_DONTWAIT);
         if (n > 0) {
             chunk[n] = '\0';
             uint32_t generation = g_send_generation.load();
@@ -135,15 +231,23 @@ void *receive_loop(void *arg) {
                 g_framer.commandSent();
                 seen_generation = generation;
             }
-            ZEL_LOG(LOG_DEBUG, "Received native: -->'%d:%s'<---\n", static_cast<int>(n), chunk);
+            trace.read(chunk, static_cast<size_t>(n));
             Cut cut;
-            if (g_framer.feed(chunk, static_cast<size_t>(n), &cut)) deliver(cut, chunk);
-            if (g_framer.room() == 0) endBurst();
+            if (g_framer.feed(chunk, static_cast<size_t>(n), &cut)) {
+                appendReply(cut);
+                trace.reply(cut, true);
+            }
+            if (g_framer.room() == 0) endBurst(trace);
+            if (trace.replied() || !g_framer.inBurst()) writeTraces(trace);
         } else if (n == 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)) {
-            if (g_framer.inBurst()) endBurst();
             closed = true;
         }
     }
+    // A burst cut short ends here: the next connection never starts out
+    // discarding the rest of an old burst.
+    if (g_framer.inBurst()) endBurst(trace);
+    if (closed) serverClosed(self);
+    writeTraces(trace);
     return nullptr;
 }
 
@@ -151,6 +255,7 @@ Receiver *startReceiver(int fd) {
     Receiver *r = static_cast<Receiver *>(calloc(1, sizeof(Receiver)));
     if (r == nullptr) return nullptr;
     r->fd = fd;
+    r->serial = g_conn_serial;
     r->stop.store(false);
     r->tid.store(0);
     r->wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
@@ -215,6 +320,7 @@ bool reconnect() {
             continue;
         }
         g_conn_fd = fd;
+        ++g_conn_serial;
         client_socket_fd.store(fd);
         zelto_sdk_log(LOG_INFO, "%s:%d: %d: Client socket reconnected\n", kTag, __LINE__, __LINE__);
         connection_active.store(1);
@@ -253,9 +359,11 @@ void freeNodes(response_queue *q) {
     q->head = q->tail = nullptr;
 }
 
+// Drops replies of earlier, timed-out commands and an earlier closed mark.
 void flushQueue(response_queue *q) {
     pthread_mutex_lock(&q->mutex);
     freeNodes(q);
+    q->server_closed = false;
     pthread_mutex_unlock(&q->mutex);
 }
 
@@ -284,6 +392,7 @@ int32_t linkStart() {
     pthread_mutex_lock(&connection_lock);
     retireConnection();
     g_conn_fd = fd;
+    ++g_conn_serial;
     client_socket_fd.store(fd);
     pthread_mutex_unlock(&connection_lock);
     if (!connectUnix(fd, g_platform.server_socket)) {
@@ -391,6 +500,7 @@ zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t ti
 
     pthread_mutex_lock(&transaction_lock);
     flushQueue(q);
+    pthread_mutex_lock(&send_lock);
     int fd = client_socket_fd.load();
     ssize_t sent = -1;
     if (fd > 0) {
@@ -401,6 +511,12 @@ zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t ti
             g_platform.sleep_us(100);
         }
     }
+    pthread_mutex_unlock(&send_lock);
+    if (fd <= 0) {  // the server closed the connection since the check above
+        pthread_mutex_unlock(&transaction_lock);
+        ZEL_LOG(LOG_ERR, "Server closed the connection\n");
+        return nullptr;
+    }
     if (sent < 0) {
         dropConnection(fd);
         return nullptr;
@@ -408,14 +524,21 @@ zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t ti
 
     struct timespec deadline = deadlineAfterMs(g_platform.reply_wait_ms(timeout_seconds));
     pthread_mutex_lock(&q->mutex);
-    while (q->head == nullptr) {
-        if (pthread_cond_timedwait(&q->cond, &q->mutex, &deadline) == ETIMEDOUT && q->head == nullptr) {
+    while (q->head == nullptr && !q->server_closed) {
+        if (pthread_cond_timedwait(&q->cond, &q->mutex, &deadline) == ETIMEDOUT && q->head == nullptr &&
+            !q->server_closed) {
             ZEL_LOG(LOG_WARNING, "rc == ETIMEDOUT\n\n");
             pthread_mutex_unlock(&q->mutex);
             ZEL_LOG(LOG_ERR, "data == NULL\n\n");
             pthread_mutex_unlock(&transaction_lock);
             return nullptr;
         }
+    }
+    if (q->head == nullptr) {  // a reply that came before the close is still taken
+        pthread_mutex_unlock(&q->mutex);
+        pthread_mutex_unlock(&transaction_lock);
+        ZEL_LOG(LOG_ERR, "Server closed the connection\n");
+        return nullptr;
     }
     response_node *node = q->head;
     q->head = node->next;

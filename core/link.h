@@ -18,7 +18,10 @@ struct response_queue {
     response_node *head;
     response_node *tail;
     pthread_mutex_t mutex;
-    pthread_cond_t cond;  // signalled once per appended node
+    pthread_cond_t cond;  // signalled once per appended node, and when the server closes
+    // Set when the receive thread saw the server close the connection the
+    // command in flight went out on; cleared by the next transaction's flush.
+    bool server_closed;
 };
 
 namespace zel {

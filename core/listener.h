@@ -103,13 +103,13 @@ inline size_t receiveEvent(int fd, void *buffer, size_t size) {
     return 0;
 }
 
-// Starts `body` on a detached thread: 0, or pthread_create's error.
-inline int startDetached(void *(*body)(void *), const char *name) {
+// Starts `body(arg)` on a detached thread: 0, or pthread_create's error.
+inline int startDetached(void *(*body)(void *), const char *name, void *arg = nullptr) {
     pthread_attr_t attr;
     pthread_attr_init(&attr);
     pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
     pthread_t thread;
-    int rc = pthread_create(&thread, &attr, body, nullptr);
+    int rc = pthread_create(&thread, &attr, body, arg);
     pthread_attr_destroy(&attr);
     if (rc != 0) return rc;
     // Names over 15 characters are refused before the thread is looked at;

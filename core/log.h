@@ -14,6 +14,10 @@ extern std::atomic<uint8_t> log_opened;
 // Writes to the system log directly, whether or not the log is open and
 // without the source prefix, as the few messages that bypass zelto_sdk_log do.
 void directLog(int priority, const char *format, ...) __attribute__((format(printf, 2, 3)));
+
+// True when a message at `priority` would reach the system log: the log is
+// open and the application has not masked the priority with setlogmask.
+bool logWanted(int priority);
 }  // namespace zel
 
 // Logs with the "<source base name>:<line>: " prefix every library message

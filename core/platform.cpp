@@ -16,6 +16,7 @@ int shellSystem(const char *command) { return system(command); }
 void logOpen(const char *ident, int option, int facility) { openlog(ident, option, facility); }
 void logWrite(int priority, const char *text) { syslog(priority, "%s", text); }
 void logClose() { closelog(); }
+int logMask() { return setlogmask(0); }
 
 void sleepMicroseconds(uint64_t us) {
     struct timespec ts;
@@ -47,6 +48,7 @@ constexpr Platform kDefault = {
     secondsToMs,
     exitProcess,
     openPort,
+    logMask,
 };
 
 }  // namespace

@@ -29,6 +29,8 @@ struct Platform {
     void (*exit_process)(int status);
     // Opens the direct AT port: open(2)'s result, errno set on failure.
     int (*open_port)(const char *path, int flags);
+    // The system log's priority mask (setlogmask(0)), read without changing it.
+    int (*log_mask)();
 };
 
 extern Platform g_platform;

@@ -10,7 +10,11 @@
 
 namespace zel {
 std::atomic<uint8_t> log_opened{0};
+
+bool logWanted(int priority) {
+    return log_opened.load(std::memory_order_relaxed) && (g_platform.log_mask() & LOG_MASK(LOG_PRI(priority))) != 0;
 }
+}  // namespace zel
 
 namespace {
 // Formats into a zero-filled 4096-byte buffer with the limit 4095, so at most
@@ -59,7 +63,8 @@ void zelto_sdk_open_log(const char *ident) {
 }
 
 void zelto_sdk_log(int priority, const char *format, ...) {
-    if (!zel::log_opened.load(std::memory_order_relaxed) || format == nullptr) return;
+    // A masked priority costs no formatting at all.
+    if (format == nullptr || !zel::logWanted(priority)) return;
     va_list ap;
     va_start(ap, format);
     writeLine(priority, format, ap);

@@ -337,13 +337,17 @@ zelString *zelAllocString(const char *src, int32_t len);
 /* Frees the record and its buffer; NULL is ignored. */
 void zelFreeString(zelString *s);
 void zelto_sdk_open_log(const char *ident);
-/* Writes to the system log once the log is open (at most 4094 characters). */
+/* Writes to the system log once the log is open (at most 4094 characters).
+ * A priority the application masked with setlogmask costs nothing: it is
+ * not even formatted. The link's traffic traces are LOG_DEBUG, so
+ * setlogmask(LOG_UPTO(LOG_INFO)) turns them off. */
 void zelto_sdk_log(int priority, const char *format, ...) ZEL_PRINTF_LIKE(2, 3);
 void zelto_sdk_close_log(void);
 
 /* ---- Server link ---- */
 /* Sends one command and waits up to timeout_seconds for its complete reply.
- * Returns a new record owned by the caller, or NULL on any failure. */
+ * Returns a new record owned by the caller, or NULL on any failure; NULL at
+ * once when the server closes the connection (the next call reconnects). */
 zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t timeout_seconds);
 /* Reads one burst (out holds 8192 bytes): byte count, 0 for none, -1 for a bad fd. */
 int32_t zelto_at_client_recv(int32_t fd, void *out);
@@ -487,9 +491,12 @@ int32_t zelGetCgdcont(zelString **out);
 int32_t zelApnGet(zelString **out);
 
 /* ---- Neighbour cell report ---- */
-/* Zeroes and fills *report; *out receives the reply text. 6 when empty. */
+/* Zeroes and fills *report; *out receives the reply text. 6 when the reply
+ * begins with "OK"; 5 for a NULL argument, before anything is sent. */
 int32_t zelNeighbourCellGet(zelString **out, zelNeighbourCellReport *report);
-/* Parsing steps (not thread-safe: they use strtok). */
+/* Parsing steps. Safe on several threads at once (each with its own report);
+ * they leave the caller's strtok state alone. A NULL text, line or report does
+ * nothing; NULL tokens count as none. */
 void parse_data(const char *text, zelNeighbourCellReport *report);
 void tokenize_line(char *line, zelNeighbourCellReport *report);
 void trim_lines(char *line);
@@ -500,16 +507,22 @@ void map_geran(char **tokens, int32_t count, zelNeighbourCellReport *report);
 
 /* ---- Modem information ---- */
 int32_t zelCmodemInfoGet(zelString **out);
-/* Also parses the line into *info. 6 when empty. */
+/* Also parses the line into *info (zeroed before sending). 6 when the reply
+ * begins with "OK"; 5 for a NULL argument, before anything is sent. */
 int32_t zelCmodemInfoGetV2(zelString **out, zelModemInfo *info);
-/* Returns the number of values matched, 0 when neither LTE nor GSM. */
+/* Returns the number of values matched, 0 when neither LTE nor GSM (or for
+ * NULL text, which leaves the defaults); a NULL record gives 0. */
 int32_t parseModemInfo(const char *text, zelModemInfo *info);
 
 /* ---- Serving-cell hex records ---- */
+/* The record is zeroed once text stands before the reply's "OK", then
+ * decoded; 5 for a NULL record (nothing sent) or any reply that is not
+ * exactly the record's hex text. */
 int32_t zelModemSignalStrengthGet(nas_ss_info *info);
 int32_t zelModemActiveBandGet(nas_active_band_info *info);
 int32_t zelModemCellLocationGet(nas_cell_location_info *info);
-/* 0 and *info filled when hex decodes to exactly the record's size, else 5. */
+/* 0 and *info filled when hex decodes to exactly the record's size, else 5
+ * with *info untouched. */
 int32_t nas_ss_deserialize_from_hex(const char *hex, nas_ss_info *info);
 int32_t nas_active_band_deserialize_from_hex(const char *hex, nas_active_band_info *info);
 int32_t nas_cell_location_deserialize_from_hex(const char *hex, nas_cell_location_info *info);

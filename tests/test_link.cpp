@@ -3,6 +3,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <random>
+
 #include "test_support.h"  // with gtest and the fake server's std headers
 
 using namespace zeltest;
@@ -92,29 +95,94 @@ TEST_F(Link, TimeoutKeepsTheConnectionAndTheLateReplyIsFlushed) {
     EXPECT_EQ(server->connections(), 1);
 }
 
-TEST_F(Link, DropsAndServerRestartsAreSurvivedWithoutSpinningAndNoServerGivesNullAtOnce) {
-    server->dropClients();
-    EXPECT_LE(switchesOver(500), 5) << "receive thread spins after the close";
-    EXPECT_EQ(send("AT\r\n"), "<null>");
-    EXPECT_TRUE(log.contains("failed to send", LOG_ERR));
+// The dropped state, entered without a command: no descriptor, no receive thread.
+bool dropped() { return waitUntil([] { return zel::client_socket_fd.load() == -1 && !zel::receiverRunning(); }); }
+
+TEST_F(Link, AServerThatClosesEndsTheWaitAtOnceAndTheLinkDropsAndReconnects) {
+    Clock::time_point closed_at;
+    std::thread closer([&] {
+        server->waitForCommands(1);
+        closed_at = Clock::now();
+        server->dropClients();
+    });
+    EXPECT_EQ(send("AT+SILENT\r\n", 15), "<null>");
+    auto returned = Clock::now();
+    closer.join();
+    EXPECT_LT(std::chrono::duration_cast<std::chrono::milliseconds>(returned - closed_at).count(), 100);
+    EXPECT_TRUE(log.contains("Server closed the connection\n", LOG_ERR));
+    EXPECT_TRUE(dropped());
     EXPECT_TRUE(log.contains("On connection drop, perform cleanup", LOG_ERR));
-    EXPECT_EQ(zel::client_socket_fd.load(), -1);
-    EXPECT_FALSE(zel::receiverRunning());
-    for (int connections : {2, 3}) {
+    for (int connections : {2, 3}) {  // the server listens: the next call reconnects
         server->reply("\r\nOK\r\n");
         EXPECT_EQ(send("AT\r\n"), "\r\nOK\r\n");
         EXPECT_TRUE(log.contains("Client socket reconnected\n", LOG_INFO));
         EXPECT_EQ(server->connections(), connections);
-        server->stop();
+        EXPECT_LE(switchesOver(300), 5) << "receive thread spins";
+        server->stop();  // gone: dropped again without a command
+        EXPECT_TRUE(dropped());
+        log.clear();
+        auto t0 = Clock::now();
+        EXPECT_EQ(send("AT\r\n"), "<null>");  // three attempts, then NULL at once
+        EXPECT_LT(msSince(t0), 1000);
+        EXPECT_EQ(log.count("Retry connect failed"), 3);
+        EXPECT_TRUE(log.contains("Client socket unable to reconnect \n", LOG_ERR));
         server->start();
-        EXPECT_EQ(send("AT\r\n"), "<null>");  // the old connection fails once
     }
-    server->stop();  // no server at all: three attempts, then NULL at once
-    auto t0 = Clock::now();
-    EXPECT_EQ(send("AT\r\n"), "<null>");
-    EXPECT_LT(msSince(t0), 1000);
-    EXPECT_EQ(log.count("Retry connect failed"), 3);
-    EXPECT_TRUE(log.contains("Client socket unable to reconnect \n", LOG_ERR));
+}
+
+long entries(const char *dir) { return std::distance(std::filesystem::directory_iterator(dir), {}); }
+
+TEST_F(Link, ServerRestartsAtRandomPointsUnderFourCallingThreads) {
+    const int restarts = ZEL_TEST_SLOW ? 40 : 200;
+    server->setHandler([](const S &cmd) { return Reply{{0, "\r\n" + cmd.substr(5, cmd.size() - 7) + "\r\nOK\r\n"}}; });
+    setWaitMs(5000);
+    const long fds = entries("/proc/self/fd"), tasks = entries("/proc/self/task");
+    struct Call { Clock::time_point begin, end; bool ok; };
+    std::vector<std::vector<Call>> calls(4);
+    std::atomic<bool> done{false};
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> callers;
+    for (int t = 0; t < 4; ++t) {
+        callers.emplace_back([&, t] {
+            for (int i = 0; !done; ++i) {
+                S id = std::to_string(t) + "_" + std::to_string(i);
+                auto begin = Clock::now();
+                S r = send("AT+T=" + id + "\r\n");
+                calls[t].push_back({begin, Clock::now(), r == "\r\n" + id + "\r\nOK\r\n"});
+                wrong += r != "<null>" && !calls[t].back().ok;
+            }
+        });
+    }
+    std::mt19937 rng(testing::UnitTest::GetInstance()->random_seed());
+    std::vector<Clock::time_point> stops, starts{Clock::now()};
+    for (int i = 0; i <= restarts; ++i) {
+        // Every caller stuck would stop the commands; the callers are joined either way.
+        if (!server->waitForCommands(server->commands().size() + (i < restarts ? rng() % 16 + 4 : 20))) {
+            ADD_FAILURE() << "no commands after restart " << i;
+            break;
+        }
+        stops.push_back(Clock::now());
+        if (i == restarts) break;
+        server->stop();
+        std::this_thread::sleep_for(std::chrono::microseconds(rng() % 3000));  // down for a while
+        server->start();
+        starts.push_back(Clock::now());
+    }
+    done = true;
+    for (auto &th : callers) th.join();
+    EXPECT_EQ(wrong.load(), 0);
+    for (int t = 0; t < 4; ++t) {
+        for (const Call &c : calls[t]) EXPECT_LT(c.end - c.begin, std::chrono::seconds(1));
+        // Of the first two calls a thread makes while the server is back, one succeeds.
+        for (size_t up = 0; up < stops.size(); ++up) {
+            std::vector<bool> within;
+            for (const Call &c : calls[t])
+                if (c.begin >= starts[up] && c.end <= stops[up]) within.push_back(c.ok);
+            if (within.size() >= 2) EXPECT_TRUE(within[0] || within[1]) << "thread " << t << ", up " << up;
+        }
+    }
+    EXPECT_TRUE(waitUntil([&] { return entries("/proc/self/fd") <= fds && entries("/proc/self/task") <= tasks; }))
+        << entries("/proc/self/fd") << " descriptors, " << entries("/proc/self/task") << " threads";
 }
 
 TEST_F(Link, ManyThreadsEachReceiveTheirOwnReply) {
@@ -145,6 +213,44 @@ TEST_F(Link, BackToBackCommandsLoseNoReplyToTheDiscard) {
     for (int i = 0; i < 3000; ++i)
         wrong += send("AT+" + std::to_string(i) + "\r\n") != "\r\n" + std::to_string(i) + "\r\n\r\nOK\r\n";
     EXPECT_EQ(wrong, 0);
+}
+
+// A log sink that holds every trace until released.
+std::mutex g_sink_mu;
+std::condition_variable g_sink_cv;
+bool g_sink_held = false;
+void (*g_sink_next)(int, const char *);
+
+TEST_F(Link, ATraceSinkThatBlocksDelaysNoReplyAndTheTracesFollowInOrder) {
+    g_sink_next = zel::g_platform.log_write;
+    zel::g_platform.log_write = [](int priority, const char *text) {
+        std::unique_lock<std::mutex> lock(g_sink_mu);
+        g_sink_cv.wait(lock, [&] { return priority != LOG_DEBUG || !g_sink_held; });
+        g_sink_next(priority, text);
+    };
+    auto hold = [](bool held) {
+        std::lock_guard<std::mutex> lock(g_sink_mu);
+        g_sink_held = held;
+        g_sink_cv.notify_all();
+    };
+    setWaitMs(3000);
+    for (const S reply : {"\r\n+CSQ: 1\r\n\r\nOK\r\n", "\r\nERROR\r\n"}) {
+        log.clear();
+        hold(true);
+        server->reply(reply);
+        EXPECT_EQ(send("AT+CSQ\r\n"), reply);
+        hold(false);
+        ASSERT_TRUE(waitUntil([&] { return log.count("Received data: -->'") == 1; }));
+        std::vector<S> traces;
+        for (const LogLine &l : log.lines()) {
+            if (l.priority == LOG_DEBUG) traces.push_back(l.text.substr(l.text.find(": ") + 2));
+        }
+        EXPECT_EQ(traces, (std::vector<S>{"Received native: -->'" + std::to_string(reply.size()) + ":" + reply + "'<---\n",
+                                          "Received partial_len: -->'0," + std::to_string(reply.size()) + "' <---\n",
+                                          "Received data: -->'" + std::to_string(reply.size()) + ":" +
+                                              (reply.find("OK") != S::npos ? reply : "") + "'<---\n"}));
+    }
+    zel::g_platform.log_write = g_sink_next;
 }
 
 TEST_F(Link, IdleReceiveThreadDoesNotWake) { EXPECT_LE(switchesOver(2000), 5); }

@@ -72,4 +72,17 @@ TEST(Log, LongMessagesAreCutPercentSignsKeptAndCloseStopsNothing) {
     EXPECT_EQ(lines[2].text, "core:1: Bail");
 }
 
+TEST(Log, AMaskedPriorityIsNeitherFormattedNorWritten) {
+    LogCapture log;
+    const int all = setlogmask(LOG_UPTO(LOG_INFO));
+    int masked = -1, kept = -1;  // %n shows whether the text was formatted
+    zelto_sdk_log(LOG_DEBUG, "trace%n", &masked);
+    zelto_sdk_log(LOG_INFO, "info%n", &kept);
+    setlogmask(all);
+    EXPECT_EQ(masked, -1);
+    EXPECT_EQ(kept, 4);
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_TRUE(log.contains("info", LOG_INFO));
+}
+
 }  // namespace

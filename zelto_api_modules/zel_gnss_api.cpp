@@ -1,6 +1,5 @@
 // GNSS commands: receiver control, position and satellite texts, XTRA
 // assistance, A-GNSS settings, status and the signal-to-noise summary.
-#include <locale.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -138,15 +137,8 @@ int32_t zelCGPSSNRGet(zelGnssSnrInfo *info) {
 
 int32_t parse_snr_result(const char *text, zelGnssSnrInfo *info) {
     if (text == nullptr || info == nullptr) return 5;
-    // The real number reads the same whatever locale the application set.
-    locale_t c_locale = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(0));
-    locale_t previous = c_locale ? uselocale(c_locale) : static_cast<locale_t>(0);
-    int matched = sscanf(text, "%d,%d,%d,%lf", &info->field1, &info->field2, &info->field3, &info->field4);
-    if (c_locale) {
-        uselocale(previous);
-        freelocale(c_locale);
-    }
-    return matched == 4 ? 0 : 5;
+    ClassicNumbers c_locale;
+    return sscanf(text, "%d,%d,%d,%lf", &info->field1, &info->field2, &info->field3, &info->field4) == 4 ? 0 : 5;
 }
 
 }  // extern "C"

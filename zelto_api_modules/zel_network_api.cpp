@@ -1,5 +1,7 @@
-// Network commands: registration and operators, packet data contexts, time
-// zone, voice, bands and throughput.
+// Network commands: registration and operators, packet data contexts, the
+// neighbour cell, modem information and serving-cell record queries, time
+// zone, voice, bands and throughput. The parsers of the records live in
+// zel_network_cells, zel_network_modeminfo and zel_network_hex.
 #include <stdlib.h>
 #include <string.h>
 #include <syslog.h>
@@ -40,6 +42,32 @@ zelString *loggedSpan(const Reply &r, const char *prefix, int priority, const ch
     zelString *copy = trimmedText(p1 + strlen(prefix), ok);
     if (copy == nullptr) zelto_sdk_log(priority, "%s:%d: %s is NULL, data: %s", kTag, line, copy_name, r.text());
     return copy;
+}
+
+// The trimmed reply text before the first "OK" into *out; 6, *out untouched,
+// when the reply begins with "OK".
+int32_t leadingText(const Command &c, zelString **out, int line = __builtin_LINE()) {
+    Reply r = transact(kTag, c, line);
+    if (!r) return 5;
+    const char *ok = r.find("OK");
+    if (ok == nullptr) return 5;
+    if (ok == r.text()) return 6;
+    *out = trimmedText(r.text(), ok);
+    return *out ? 0 : 5;
+}
+
+// The serving-cell queries: the record is zeroed once the reply holds text
+// before its "OK", then filled by the decoder.
+template <typename Record>
+int32_t hexRecordQuery(const Command &c, Record *info, int32_t (*decode)(const char *, Record *),
+                       int line = __builtin_LINE()) {
+    if (info == nullptr) return 5;
+    zelString *hex = nullptr;
+    if (leadingText(c, &hex, line) != 0) return 5;
+    memset(info, 0, sizeof *info);
+    int32_t status = decode(hex->data, info);
+    zelFreeString(hex);
+    return status;
 }
 
 // Throughput measurements name a target and a value only when both are given.
@@ -165,6 +193,37 @@ int32_t zelSetQcmapen(int32_t enable) { return set(kTag, cmdf("AT+QCMAPEN=%d\r\n
 int32_t zelGetNetif(zelString **out) { return textQuery(kTag, "AT+NETIF?\r\n", nullptr, out); }
 int32_t zelGetCgdcont(zelString **out) { return textQuery(kTag, "AT+CGDCONT?\r\n", "+CGDCONT: ", out); }
 int32_t zelApnGet(zelString **out) { return textQuery(kTag, "AT+CAPN?\r\n", nullptr, out); }
+
+// ---- Neighbour cells, modem information, serving-cell records ----
+int32_t zelNeighbourCellGet(zelString **out, zelNeighbourCellReport *report) {
+    if (out == nullptr || report == nullptr) return 5;
+    memset(report, 0, sizeof *report);
+    int32_t status = leadingText("AT+CNBRCELL=1\r\n", out);
+    if (status == 0) parse_data((*out)->data, report);
+    return status;
+}
+
+int32_t zelCmodemInfoGet(zelString **out) { return textQuery(kTag, "AT+CMODEMINFO?\r\n", nullptr, out); }
+
+int32_t zelCmodemInfoGetV2(zelString **out, zelModemInfo *info) {
+    if (out == nullptr || info == nullptr) return 5;
+    memset(info, 0, sizeof *info);
+    int32_t status = leadingText("AT+CMODEMINFO=1\r\n", out);
+    if (status != 0) return status;
+    parseModemInfo((*out)->data, info);
+    ZEL_LOG(LOG_INFO, "Modem info parsed successfully");
+    return 0;
+}
+
+int32_t zelModemSignalStrengthGet(nas_ss_info *info) {
+    return hexRecordQuery("AT+CMODEMSS?\r\n", info, nas_ss_deserialize_from_hex);
+}
+int32_t zelModemActiveBandGet(nas_active_band_info *info) {
+    return hexRecordQuery("AT+CMODEMBAND?\r\n", info, nas_active_band_deserialize_from_hex);
+}
+int32_t zelModemCellLocationGet(nas_cell_location_info *info) {
+    return hexRecordQuery("AT+CMODEMCL?\r\n", info, nas_cell_location_deserialize_from_hex);
+}
 
 // ---- Ping, time zone reporting and update ----
 int32_t zelPINGSTOP(void) { return action(kTag, "AT+PINGSTOP\r\n"); }

@@ -74,12 +74,13 @@ Reply transact(const char *tag, const Command &c, int line) {
 
 // strtol saturates at the 32-bit long of the target; a 64-bit host saturates
 // the same way here.
-int32_t decimalAt(const char *text) {
-    long v = strtol(text, nullptr, 10);
+int32_t toInt32(long long v) {
     if (v > INT32_MAX) return INT32_MAX;
     if (v < INT32_MIN) return INT32_MIN;
     return static_cast<int32_t>(v);
 }
+
+int32_t decimalAt(const char *text) { return toInt32(strtol(text, nullptr, 10)); }
 
 zelString *trimmedText(const char *start, const char *end) {
     zelString *s = zelAllocString(start, static_cast<int32_t>(end - start));

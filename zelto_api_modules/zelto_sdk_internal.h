@@ -9,6 +9,7 @@
 #ifndef ZEL_API_INTERNAL_H
 #define ZEL_API_INTERNAL_H
 
+#include <locale.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -119,6 +120,8 @@ const Row &firstFound(const Reply &r, const Row (&rows)[N], const char *from = n
 // The decimal integer at `text` as strtol reads it (leading blanks, a sign,
 // 0 without digits), saturated at 32 bits as on the target.
 int32_t decimalAt(const char *text);
+// An integer saturated at 32 bits, as the target's 32-bit long holds it.
+int32_t toInt32(long long v);
 
 // Sends a command for a custom wrapper: a reply with at least one byte, or an
 // empty Reply after the template's log line ("ret == NULL", "ret->len <= 0",
@@ -136,6 +139,27 @@ const char *findIn(const char *hay, size_t len, const char *needle);
 // `flags` through the platform and drains what it still holds. Returns the
 // descriptor, or -1 with errno set and the lock still held.
 int32_t lockAndOpenModemPort(const char *caller, int flags);
+
+// While alive, numbers on this thread are read in the C locale, whatever
+// locale the application set.
+class ClassicNumbers {
+public:
+    ClassicNumbers() : c_(newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(0))) {
+        if (c_) previous_ = uselocale(c_);
+    }
+    ~ClassicNumbers() {
+        if (c_) {
+            uselocale(previous_);
+            freelocale(c_);
+        }
+    }
+    ClassicNumbers(const ClassicNumbers &) = delete;
+    ClassicNumbers &operator=(const ClassicNumbers &) = delete;
+
+private:
+    locale_t c_;
+    locale_t previous_ = static_cast<locale_t>(0);
+};
 
 }  // namespace zel
 
