@@ -1,0 +1,55 @@
+// zelsim: a stand-in for the SDK server and the modem behind it.
+//   zelsim [-v] [--dir DIR] [--scenario FILE] [--modem-link PATH | --no-modem-link]
+//   zelsim ctl [--dir DIR] REQUEST...
+#include <CLI/CLI.hpp>
+
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "server.h"
+
+int main(int argc, char **argv) {
+    CLI::App app{"zelsim: the SDK server and the modem behind it, for running the library on a laptop"};
+    zelsim::Options opt;
+    std::string scenario_file, link;
+    bool no_link = false;
+    app.add_flag("-v,--verbose", opt.verbose, "Log every command and reply with timestamps");
+    app.add_option("--dir", opt.dir, "Put the sockets in this directory instead of the library's fixed paths in /tmp");
+    app.add_option("--scenario", scenario_file, "YAML file of faults and timed events")->check(CLI::ExistingFile);
+    app.add_option("--modem-link", link,
+                   "Link this path to the modem port's pseudo-terminal (default /dev/smd10, or DIR/smd10 with --dir)");
+    app.add_flag("--no-modem-link", no_link, "Link nothing to the modem port");
+
+    CLI::App *ctl = app.add_subcommand("ctl", "Send a control request to a running simulator");
+    std::string ctl_dir;
+    std::vector<std::string> words;
+    ctl->add_option("--dir", ctl_dir, "The simulator's socket directory");
+    ctl->add_option("request", words,
+                    "status | clear_faults | drop | a YAML entry, e.g. '{notify: {type: new_sms, value: 1}}'")
+        ->required();
+    CLI11_PARSE(app, argc, argv);
+
+    if (*ctl) {
+        std::string request;
+        for (const auto &w : words) request += (request.empty() ? "" : " ") + w;
+        std::string answer = zelsim::control(ctl_dir, request);
+        std::cout << answer << "\n";
+        return answer.rfind("ok", 0) == 0 ? 0 : 1;
+    }
+
+    zelsim::Scenario scenario;
+    if (!scenario_file.empty()) {
+        std::ifstream in(scenario_file);
+        std::stringstream text;
+        text << in.rdbuf();
+        try {
+            scenario = zelsim::parseScenario(text.str());
+        } catch (const zelsim::ScenarioError &e) {
+            std::cerr << scenario_file << ": " << e.what() << "\n";
+            return 1;
+        }
+    }
+    if (!no_link) opt.modem_link = !link.empty() ? link : opt.dir.empty() ? "/dev/smd10" : opt.dir + "/smd10";
+    return zelsim::serve(opt, scenario);
+}

@@ -1,0 +1,245 @@
+#include "scenario.h"
+
+#include <yaml-cpp/yaml.h>
+
+#include <algorithm>
+#include <map>
+
+namespace zelsim {
+
+Fault *matchFault(std::vector<Fault> &faults, const std::string &line) {
+    for (Fault &f : faults) {
+        if (f.count == 0 || !std::regex_match(line, f.re)) continue;
+        if (f.count > 0) --f.count;
+        return &f;
+    }
+    return nullptr;
+}
+
+Delivery deliver(const Outcome &answer, const Fault *fault) {
+    Delivery d;
+    if (fault != nullptr && fault->drop) {
+        d.drop = true;
+        return d;
+    }
+    if (fault != nullptr && fault->silent) return d;
+    std::string bytes = fault != nullptr && fault->replace ? fault->reply : answer.reply;
+    Ms at = answer.delay_ms + (fault != nullptr ? fault->delay_ms : 0);
+    size_t chunk = fault != nullptr && fault->chunk > 0 ? fault->chunk : bytes.size();
+    for (size_t i = 0; i < bytes.size(); i += chunk, at += fault != nullptr ? fault->pause_ms : 0)
+        d.pieces.emplace_back(at, bytes.substr(i, chunk));
+    return d;
+}
+
+namespace {
+
+[[noreturn]] void fail(const YAML::Node &n, const std::string &what) {
+    throw ScenarioError("line " + std::to_string(n.Mark().line + 1) + ": " + what);
+}
+
+std::string scalar(const YAML::Node &n, const std::string &key) {
+    if (!n.IsScalar()) fail(n, "'" + key + "' needs a single value");
+    return n.Scalar();
+}
+
+Ms duration(const YAML::Node &n, const std::string &key) {
+    Ms ms = 0;
+    if (!parseDuration(scalar(n, key), &ms)) fail(n, "'" + key + "' is not a duration (like 2s, 250ms or 1.5)");
+    return ms;
+}
+
+long integer(const YAML::Node &n, const std::string &key, long lo, long hi) {
+    std::string s = scalar(n, key);
+    char *end = nullptr;
+    long v = strtol(s.c_str(), &end, 0);
+    if (s.empty() || *end != '\0' || v < lo || v > hi)
+        fail(n, "'" + key + "' must be a number from " + std::to_string(lo) + " to " + std::to_string(hi));
+    return v;
+}
+
+bool flag(const YAML::Node &n, const std::string &key) {
+    try {
+        return n.as<bool>();
+    } catch (const YAML::Exception &) {
+        fail(n, "'" + key + "' must be true or false");
+    }
+}
+
+void onlyKeys(const YAML::Node &n, std::initializer_list<const char *> keys) {
+    if (!n.IsMap()) fail(n, "expected a mapping");
+    for (const auto &kv : n) {
+        std::string k = kv.first.Scalar();
+        if (std::none_of(keys.begin(), keys.end(), [&k](const char *x) { return k == x; }))
+            fail(kv.first, "unknown key '" + k + "'");
+    }
+}
+
+const std::map<std::string, uint8_t> kTypeNames = {
+    {"network_mode", kNetworkMode}, {"type_1", kType1},   {"new_sms", kNewSms},         {"ota_status", kOtaStatus},
+    {"urc", kUrc},                  {"type_5", kType5},   {"sim_status", kSimStatus}, {"wakeup", kWakeup},
+};
+
+std::string item(const YAML::Node &n) {
+    onlyKeys(n, {"type", "value", "status", "progress", "text", "raw"});
+    if (n["raw"]) {
+        std::string bytes;
+        if (!fromHex(scalar(n["raw"], "raw"), &bytes)) fail(n["raw"], "'raw' must be hex digits in pairs");
+        return bytes;
+    }
+    if (!n["type"]) fail(n, "a notification needs 'type'");
+    std::string t = scalar(n["type"], "type");
+    auto named = kTypeNames.find(t);
+    long type = named != kTypeNames.end() ? named->second : integer(n["type"], "type", 0, 255);
+    auto byte = [&n](const char *key) { return n[key] ? static_cast<uint8_t>(integer(n[key], key, 0, 255)) : 0; };
+    if (type == kOtaStatus) return itemOta(byte("status"), byte("progress"));
+    if (type == kUrc) return itemUrc(n["text"] ? scalar(n["text"], "text") : "");
+    return itemByte(static_cast<uint8_t>(type), byte("value"));
+}
+
+Fault fault(const YAML::Node &n) {
+    onlyKeys(n, {"on", "count", "error", "cme_error", "cms_error", "reply", "delay", "chunk", "pause", "drop",
+                 "silent"});
+    Fault f;
+    f.pattern = scalar(n["on"], "on");
+    try {
+        f.re = std::regex(f.pattern, std::regex::icase);
+    } catch (const std::regex_error &e) {
+        fail(n["on"], "'on' is not a regular expression: " + std::string(e.what()));
+    }
+    if (n["count"]) f.count = static_cast<int>(integer(n["count"], "count", 1, 1000000));
+    if (n["error"] && flag(n["error"], "error")) f.reply = finalReply("ERROR");
+    if (n["cme_error"]) f.reply = finalReply("+CME ERROR: " + std::to_string(integer(n["cme_error"], "cme_error", 0, 9999)));
+    if (n["cms_error"]) f.reply = finalReply("+CMS ERROR: " + std::to_string(integer(n["cms_error"], "cms_error", 0, 9999)));
+    if (n["reply"]) f.reply = scalar(n["reply"], "reply");
+    f.replace = !f.reply.empty();
+    if (n["delay"]) f.delay_ms = duration(n["delay"], "delay");
+    if (n["chunk"]) f.chunk = static_cast<size_t>(integer(n["chunk"], "chunk", 1, 1 << 20));
+    if (n["pause"]) f.pause_ms = duration(n["pause"], "pause");
+    if (n["drop"]) f.drop = flag(n["drop"], "drop");
+    if (n["silent"]) f.silent = flag(n["silent"], "silent");
+    return f;
+}
+
+Params params(const YAML::Node &n, const std::string &key) {
+    if (!n.IsMap()) fail(n, "'" + key + "' needs a mapping of settings");
+    Params p;
+    for (const auto &kv : n)
+        if (kv.first.Scalar() != "sms") p.emplace_back(kv.first.Scalar(), scalar(kv.second, kv.first.Scalar()));
+    return p;
+}
+
+std::pair<std::string, std::string> message(const YAML::Node &n) {
+    onlyKeys(n, {"from", "text"});
+    if (!n["from"] || !n["text"]) fail(n, "a message needs 'from' and 'text'");
+    return {scalar(n["from"], "from"), scalar(n["text"], "text")};
+}
+
+Action action(const YAML::Node &n) {
+    if (!n.IsMap()) fail(n, "expected a mapping");
+    Action a;
+    if (n["on"]) {
+        a.kind = Action::Kind::AddFault;
+        a.fault = fault(n);
+        return a;
+    }
+    using K = Action::Kind;
+    static const std::map<std::string, K> kinds = {
+        {"notify", K::Notify}, {"ip_change", K::IpChange}, {"sms", K::Sms},   {"unsolicited", K::Unsolicited},
+        {"drop", K::Drop},     {"silent", K::Silent},      {"restart", K::Restart}, {"set", K::Set},
+        {"clear_faults", K::ClearFaults}, {"status", K::Status},
+    };
+    int found = 0;
+    for (const auto &kv : n) {
+        std::string k = kv.first.Scalar();
+        if (k == "at") continue;
+        auto it = kinds.find(k);
+        if (it == kinds.end()) fail(kv.first, "unknown key '" + k + "'");
+        if (++found > 1) fail(kv.first, "one action per entry");
+        a.kind = it->second;
+        const YAML::Node &v = kv.second;
+        switch (a.kind) {
+        case Action::Kind::Notify:
+            if (v.IsSequence())
+                for (const auto &i : v) a.text += item(i);
+            else
+                a.text = item(v);
+            break;
+        case Action::Kind::IpChange:
+        case Action::Kind::Unsolicited: a.text = scalar(v, k); break;
+        case Action::Kind::Sms: std::tie(a.number, a.text) = message(v); break;
+        case Action::Kind::Silent:
+        case Action::Kind::Restart: a.duration = duration(v, k); break;
+        case Action::Kind::Set: a.params = params(v, k); break;
+        case Action::Kind::Drop:
+        case Action::Kind::ClearFaults:
+        case Action::Kind::Status:
+        case Action::Kind::AddFault: break;
+        }
+    }
+    if (found == 0) fail(n, "an entry needs an action (notify, ip_change, sms, unsolicited, drop, silent, restart, set)");
+    return a;
+}
+
+YAML::Node load(const std::string &text) {
+    try {
+        return YAML::Load(text);
+    } catch (const YAML::Exception &e) {
+        throw ScenarioError(e.what());
+    }
+}
+
+// The entries of a list, each a mapping; an absent list has none.
+std::vector<YAML::Node> entries(const YAML::Node &n, const std::string &key) {
+    std::vector<YAML::Node> out;
+    if (!n) return out;
+    if (!n.IsSequence()) fail(n, "'" + key + "' needs a list");
+    for (const auto &e : n) {
+        if (!e.IsMap()) fail(e, "each entry of '" + key + "' is a mapping");
+        out.push_back(e);
+    }
+    return out;
+}
+
+Scenario scenario(const YAML::Node &root) {
+    Scenario s;
+    if (!root || root.IsNull()) return s;
+    onlyKeys(root, {"modem", "events", "faults"});
+    if (const YAML::Node m = root["modem"]) {
+        s.modem = params(m, "modem");
+        for (const auto &e : entries(m["sms"], "sms")) s.stored_sms.push_back(message(e));
+    }
+    for (const auto &e : entries(root["events"], "events")) {
+        if (!e["at"]) fail(e, "an event needs 'at'");
+        if (e["on"]) fail(e, "faults belong under 'faults'");
+        s.events.push_back({duration(e["at"], "at"), action(e)});
+    }
+    std::stable_sort(s.events.begin(), s.events.end(), [](const Timed &a, const Timed &b) { return a.at < b.at; });
+    for (const auto &e : entries(root["faults"], "faults")) {
+        if (!e["on"]) fail(e, "a fault needs 'on'");
+        s.faults.push_back(fault(e));
+    }
+    return s;
+}
+
+}  // namespace
+
+Scenario parseScenario(const std::string &yaml) {
+    try {
+        return scenario(load(yaml));
+    } catch (const YAML::Exception &e) {  // a shape the checks above did not foresee
+        throw ScenarioError(e.what());
+    }
+}
+
+Action parseControl(const std::string &text) {
+    try {
+        YAML::Node n = load(text);
+        if (n.IsScalar()) n = load("{" + n.Scalar() + ": true}");
+        if (n.IsMap() && n["at"]) fail(n, "a control request runs now: leave out 'at'");
+        return action(n);
+    } catch (const YAML::Exception &e) {
+        throw ScenarioError(e.what());
+    }
+}
+
+}  // namespace zelsim

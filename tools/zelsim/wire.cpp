@@ -1,0 +1,102 @@
+#include "wire.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace zelsim {
+
+std::string itemByte(uint8_t type, uint8_t value) { return std::string{char(type), char(value)}; }
+
+std::string itemOta(uint8_t status, uint8_t progress) {
+    return std::string{char(kOtaStatus), char(status), char(progress)};
+}
+
+std::string itemUrc(const std::string &text) {
+    uint32_t n = static_cast<uint32_t>(text.size());
+    std::string out{char(kUrc), char(n >> 24), char(n >> 16), char(n >> 8), char(n)};
+    return out + text;
+}
+
+std::string finalReply(const std::string &code) { return "\r\n" + code + "\r\n"; }
+
+std::string okReply(const std::string &body) {
+    return (body.empty() ? std::string() : "\r\n" + body + "\r\n") + finalReply("OK");
+}
+
+std::string toHex(const std::string &bytes) {
+    static const char digits[] = "0123456789ABCDEF";
+    std::string out;
+    for (unsigned char c : bytes) {
+        out += digits[c >> 4];
+        out += digits[c & 15];
+    }
+    return out;
+}
+
+static int hexValue(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+bool fromHex(const std::string &hex, std::string *bytes) {
+    if (hex.size() % 2 != 0) return false;
+    bytes->clear();
+    for (size_t i = 0; i < hex.size(); i += 2) {
+        int hi = hexValue(hex[i]), lo = hexValue(hex[i + 1]);
+        if (hi < 0 || lo < 0) return false;
+        *bytes += char(hi * 16 + lo);
+    }
+    return true;
+}
+
+std::string escaped(const std::string &bytes, size_t max) {
+    std::string out;
+    for (size_t i = 0; i < bytes.size() && i < max; ++i) {
+        unsigned char c = bytes[i];
+        if (c == '\r') out += "\\r";
+        else if (c == '\n') out += "\\n";
+        else if (c < 32 || c > 126) {
+            char buf[8];
+            snprintf(buf, sizeof buf, "\\x%02X", c);
+            out += buf;
+        } else out += char(c);
+    }
+    if (bytes.size() > max) out += "... (" + std::to_string(bytes.size()) + " bytes)";
+    return out;
+}
+
+bool parseDuration(const std::string &text, Ms *ms) {
+    const char *s = text.c_str();
+    char *end = nullptr;
+    double v = strtod(s, &end);
+    if (end == s || v < 0) return false;
+    std::string unit(end);
+    if (unit == "ms") *ms = static_cast<Ms>(v);
+    else if (unit.empty() || unit == "s") *ms = static_cast<Ms>(v * 1000.0 + 0.5);
+    else return false;
+    return true;
+}
+
+std::vector<LineSplitter::Line> LineSplitter::feed(const char *data, size_t n) {
+    std::vector<Line> lines;
+    for (size_t i = 0; i < n; ++i) {
+        char c = data[i];
+        if (c == '\r' || c == '\n') {
+            if (overlong_) lines.push_back({"", true});
+            else if (!buf_.empty()) lines.push_back({buf_, false});
+            buf_.clear();
+            overlong_ = false;
+        } else if (!overlong_) {
+            buf_ += c;
+            if (buf_.size() > max_) {
+                buf_.clear();
+                overlong_ = true;
+            }
+        }
+    }
+    return lines;
+}
+
+}  // namespace zelsim
