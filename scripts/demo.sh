@@ -61,8 +61,11 @@ wait_for() {
 }
 
 step() { printf '\n== %s\n' "$*"; }
+# Shows the command as typed (arguments with blanks in quotes), then runs it.
 run() {
-    printf '$ %s\n' "$*"
+    local shown=() arg
+    for arg in "$@"; do [[ $arg == *" "* ]] && shown+=("\"$arg\"") || shown+=("$arg"); done
+    printf '$ %s\n' "${shown[*]}"
     "$@" || printf '(exit status %d)\n' "$?"
 }
 
@@ -130,10 +133,14 @@ run zelctl gnss on
 run zelctl gnss position --wait 15
 run zelctl gnss off
 
-step "firmware update: check, download, install with its progress bar, status"
+step "firmware update: check, download, install with its progress bar, activate, apply"
 run zelctl ota check http://updates.example.com/zm200
 run zelctl ota download http://updates.example.com/zm200
 run zelctl ota install
+run zelctl ota activate
+run zelctl ota apply
+# The module restarts to run the update: its server goes away and comes back.
+wait_for 5 test ! -e /tmp/zelto_unix_socket && wait_for 15 test -S /tmp/zelto_unix_socket
 run zelctl ota status
 
 step "any AT command, and JSON for scripts"

@@ -120,7 +120,7 @@ public:
         for (const char *p : kPaths)
             if (exists(p)) return void(skip = std::string(p) + " exists: another server or library run holds the fixed paths");
         std::ofstream(kScenario) << "modem:\n  pin_enabled: true\n  scan: 1s\n  ttff: 1s\n  ota_check: 300ms\n"
-                                    "  ota_download: 500ms\n  ota_install: 1s\n"
+                                    "  ota_download: 500ms\n  ota_install: 1s\n  ota_activate: 300ms\n  restart: 1s\n"
                                     "  sms:\n    - {from: \"+15550100\", text: \"Welcome to Zelto\"}\n";
         // The real modem port path is touched only when nothing is there.
         bool link = geteuid() == 0 && !exists("/dev/smd10");
@@ -234,16 +234,23 @@ TEST(Zelctl, EverySubcommandAsJson) {
                        without(j["events"].back(), "time"));
              EXPECT_GE(j["events"].size(), 3u);  // start, progress, end
          }},
-        {{"ota", "status"}, [](const Json &j) { EXPECT_EQ("recovery", j["mode"]); }},
         {{"at", "ATI"}, [](const Json &j) {
              EXPECT_EQ(true, j["ok"]);
              EXPECT_NE(std::string::npos, j["reply"].get<std::string>().find("Model: ZM200"));
          }},
+        {{"ota", "activate"}, [](const Json &j) { EXPECT_EQ(111, j["events"].back()["status"]); }},
+        {{"ota", "apply"}, [](const Json &j) { EXPECT_EQ(true, j["applied"]); }},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(joined(row.args));
         row.check(json(row.args));
     }
+    // The module restarts to run the update: the server goes away and comes back.
+    ASSERT_TRUE(waitFor([] { return !exists(kPaths[0]); }) && waitFor([] { return exists(kPaths[0]); }));
+    Json status = json({"ota", "status"});
+    EXPECT_EQ("success", status["last_update"]);
+    EXPECT_TRUE(std::regex_match(status["completed"].get<std::string>(), clock)) << status;
+    EXPECT_EQ("recovery", status["mode"]);
 }
 
 TEST(Zelctl, SendsAMessageOverTheSimulatorsPort) {

@@ -323,6 +323,12 @@ Output otaStep(const Args &a, const OtaStep &step, const std::function<int32_t()
     return {j, std::string("OTA ") + step.name + " done\n"};
 }
 
+Output otaApply() {
+    Session session;
+    ZEL_CHECK(zelOTAApply);
+    return {{{"applied", true}}, "Update applied; the module restarts to run it\n"};
+}
+
 Output otaStatus() {
     Session session;
     zelOTAStatus status{};
@@ -458,6 +464,7 @@ void addCommands(CLI::App &app, Args &a, std::map<const CLI::App *, Action> &act
     timeoutArg(c);
     timeoutArg(leaf(ota, "install", "Install the downloaded update, with a progress bar", [&] { return otaStep(a, kOtaSteps[2], zelOTAInstall); }));
     timeoutArg(leaf(ota, "activate", "Activate the installed update", [&] { return otaStep(a, kOtaSteps[3], zelOTAActivate); }));
+    leaf(ota, "apply", "Apply the activated update (the module restarts)", otaApply);
     leaf(ota, "status", "Result of the last update and the update mode", otaStatus);
 
     CLI::App *w = leaf(&app, "watch", "Print notifications and IP changes as they arrive, until interrupted",
