@@ -54,7 +54,7 @@ set(ZEL_DEB_dev libzelto-sdk-dev)
 set(ZEL_DEB_tools zelto-sdk-tools)
 
 # Each package carries its copyright file and its compressed changelog
-# (installed only into packages).
+# (installed only into packages); the tools their manual pages.
 foreach(component IN LISTS ZEL_COMPONENTS)
   set(doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/${ZEL_DEB_${component}})
   set(gz ${CMAKE_BINARY_DIR}/packaging/${component}/changelog.gz)
@@ -65,6 +65,16 @@ foreach(component IN LISTS ZEL_COMPONENTS)
   list(APPEND ZEL_CHANGELOGS ${gz})
   install(FILES ${CMAKE_SOURCE_DIR}/packaging/copyright ${gz} DESTINATION ${doc} COMPONENT ${component}
     EXCLUDE_FROM_ALL)
+endforeach()
+foreach(tool zelctl zelsim)
+  if(TARGET ${tool})
+    set(gz ${CMAKE_BINARY_DIR}/packaging/${tool}.1.gz)
+    add_custom_command(OUTPUT ${gz}
+      COMMAND gzip -9n -c ${CMAKE_SOURCE_DIR}/packaging/${tool}.1 > ${gz}
+      DEPENDS ${CMAKE_SOURCE_DIR}/packaging/${tool}.1 VERBATIM)
+    list(APPEND ZEL_CHANGELOGS ${gz})
+    install(FILES ${gz} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  endif()
 endforeach()
 add_custom_target(zel_changelogs ALL DEPENDS ${ZEL_CHANGELOGS})
 

@@ -1,10 +1,18 @@
 #include "framer.h"
 
+#include <sched.h>
 #include <stdlib.h>
 #include <string.h>
+#include <syslog.h>
+
+#include <algorithm>
+
+#include "log.h"
 
 namespace zel {
 namespace {
+
+const char kTag[] = "core";
 
 const char kOk[] = "\r\nOK\r\n";
 const char kError[] = "\r\nERROR\r\n";
@@ -99,10 +107,74 @@ bool ReplyFramer::endBurst(const char *const *extended, size_t n_extended, Cut *
     return false;
 }
 
-void ReplyFramer::commandSent() {
-    if (!discarding_) return;
+bool ReplyFramer::commandSent() {
+    if (!discarding_) return false;
     discarding_ = false;
     burst_len_ = 0;
+    return true;
+}
+
+void BurstTracer::handOver(const Cut &cut) {
+    hand_over_(cut);
+    handed_ = true;
+}
+
+void BurstTracer::noteReply(const Cut &cut) {
+    replied_ = true;
+    previous_ = cut.previous_partial;
+    reply_len_ = cut.len;
+}
+
+void BurstTracer::read(const char *bytes, size_t n, bool command_sent) {
+    // A burst that a new command ended is traced once the new bytes had their
+    // chance to complete a reply, and before they are recorded.
+    bool ended = command_sent && framer_.commandSent();
+    if (n > framer_.room()) n = framer_.room();
+    Cut cut;
+    bool cut_now = framer_.feed(bytes, n, &cut);
+    if (cut_now) handOver(cut);
+    if (ended) {
+        ended_ = true;
+        writeTraces();
+    }
+    // Bounded here too: the text never holds more than one burst.
+    n = std::min(n, sizeof text_ - 1 - len_);
+    memcpy(text_ + len_, bytes, n);
+    len_ += n;
+    text_[len_] = '\0';
+    if (cut_now) noteReply(cut);
+    if (framer_.room() == 0) {
+        endBurst();
+        writeTraces();
+    }
+}
+
+void BurstTracer::endBurst() {
+    Cut cut;
+    if (framer_.endBurst(extended_, n_extended_, &cut)) {
+        handOver(cut);
+        noteReply(cut);
+    }
+    ended_ = true;
+}
+
+void BurstTracer::writeTraces() {
+    // A woken caller runs first: a system-log write can hold this CPU in the
+    // kernel for milliseconds (the console, when no daemon listens).
+    if (handed_ && logWanted(LOG_DEBUG)) sched_yield();
+    handed_ = false;
+    if (!ended_) return;
+    ZEL_LOG(LOG_DEBUG, "Received native: -->'%d:%s'<---\n", static_cast<int>(len_), text_);
+    if (replied_) {
+        ZEL_LOG(LOG_DEBUG, "Received partial_len: -->'%d,%d' <---\n", previous_, reply_len_);
+        ZEL_LOG(LOG_DEBUG, "Received data: -->'%d:%s'<---\n", reply_len_ - previous_, text_);
+    } else {
+        ZEL_LOG(LOG_DEBUG, "Received data: -->'%d:%s'<---\n", static_cast<int>(len_), text_);
+        ZEL_LOG(LOG_DEBUG, "Received partial_len -->: -->'%d' <---\n", static_cast<int>(framer_.pending()));
+    }
+    len_ = 0;
+    text_[0] = '\0';
+    ended_ = replied_ = false;
 }
 
 }  // namespace zel

@@ -45,8 +45,9 @@ public:
     bool endBurst(const char *const *extended, size_t n_extended, Cut *out);
 
     // A new command went out: bytes from now on begin its reply, even if they
-    // follow the previous reply's burst without a pause.
-    void commandSent();
+    // follow the previous reply's burst without a pause. True when that ended
+    // a burst (one whose reply was already cut).
+    bool commandSent();
 
     size_t room() const { return kBurstMax - burst_len_; }
     bool inBurst() const { return burst_len_ > 0; }
@@ -64,6 +65,42 @@ private:
     size_t carried_ = 0;    // length of the carried-over part
     size_t burst_len_ = 0;  // bytes seen in this burst, discarded ones included
     bool discarding_ = false;
+};
+
+// The receive thread's work on the bytes it reads: frames them with a
+// ReplyFramer, hands each complete reply over at once, and writes a burst's
+// traffic traces once the burst has ended and its reply has been handed over.
+// A burst's text is kept whole: it never exceeds ReplyFramer::kBurstMax bytes.
+class BurstTracer {
+public:
+    using HandOver = void (*)(const Cut &cut);
+    // `extended` is read afresh at the end of every burst.
+    BurstTracer(ReplyFramer &framer, const char *const *extended, size_t n_extended, HandOver hand_over)
+        : framer_(framer), extended_(extended), n_extended_(n_extended), hand_over_(hand_over) {}
+
+    // Bytes read (at most room() are taken). `command_sent`: a command went out
+    // since the last read. Writes the traces of any burst this ended.
+    void read(const char *bytes, size_t n, bool command_sent);
+    // The current burst ended (silence, or the connection closed): hands over
+    // its reply; its traces wait for writeTraces().
+    void endBurst();
+    void writeTraces();
+
+    size_t room() const { return framer_.room(); }
+    bool inBurst() const { return framer_.inBurst(); }
+
+private:
+    void handOver(const Cut &cut);
+    void noteReply(const Cut &cut);
+
+    ReplyFramer &framer_;
+    const char *const *extended_;
+    size_t n_extended_;
+    HandOver hand_over_;
+    char text_[ReplyFramer::kBurstMax + 1] = {};  // the burst, discarded bytes included
+    size_t len_ = 0;
+    bool ended_ = false, replied_ = false, handed_ = false;
+    int32_t previous_ = 0, reply_len_ = 0;  // of the reply cut in this burst
 };
 
 }  // namespace zel

@@ -7,6 +7,8 @@ namespace {
 zel::CallbackRegistry<zelIPChangedCallback> g_registry;
 
 void *ip_listener_loop(void *) {
+    // Over 15 characters: refused, the thread keeps its inherited name.
+    pthread_setname_np(pthread_self(), "sdk_init_ip_listener_thread");
     char text[256];
     for (;;) {
         int fd = zel::connectListener(&zel::Platform::ip_socket);
@@ -25,7 +27,7 @@ void *ip_listener_loop(void *) {
 extern "C" {
 
 int32_t init_ip_listener_thread(void) {
-    if (zel::startDetached(ip_listener_loop, "sdk_init_ip_listener_thread") != 0) {
+    if (zel::startDetached(ip_listener_loop) != 0) {
         zelto_sdk_log(LOG_ERR, "pthread_create: failed");
         return -1;
     }

@@ -24,16 +24,6 @@ constexpr uint64_t kSettleUs = 500000;
 
 const int kHandledSignals[] = {SIGSEGV, SIGUSR1, SIGUSR2, SIGABRT, SIGTERM, SIGTSTP, SIGQUIT, SIGINT, SIGHUP};
 
-void sdk_signal_handler(int signum) {
-    ZEL_LOG(LOG_INFO, "called, signum: %d", signum);
-    if (signum == SIGSEGV) ZEL_LOG(LOG_CRIT, "Segmentation fault occurred\n");
-    if (signum == SIGUSR1) ZEL_LOG(LOG_CRIT, "User event 1 occurred\n");
-    if (signum == SIGUSR2) ZEL_LOG(LOG_CRIT, "User event 2 occurred\n");
-    zelExit();
-    ZEL_LOG(LOG_INFO, "out");
-    zel::g_platform.exit_process(signum);
-}
-
 // 0 with the lock file created and locked by this process, or 4.
 int32_t takeLock() {
     const char *path = zel::g_platform.lock_file;
@@ -62,6 +52,30 @@ void releaseLock() {
     close(lock_fd);
     lock_fd = -1;
     remove(zel::g_platform.lock_file);
+}
+
+// zelExit's work. In a signal handler the thread it interrupted may hold the
+// link's lock or wait for a reply, so nothing there may wait long: a link that
+// cannot be closed at once, and the queue, are left to the end of the process
+// (destroying a condition variable waits for its waiters, which may include
+// the interrupted thread).
+void shutDown(bool in_signal_handler) {
+    zel::linkClose(in_signal_handler);
+    response_queue *queue = zel::currentQueue();
+    if (queue != nullptr && !in_signal_handler) destroy_queue(queue);
+    releaseLock();
+    zelto_sdk_close_log();
+    ZEL_LOG(LOG_INFO, "Bail");
+}
+
+void sdk_signal_handler(int signum) {
+    ZEL_LOG(LOG_INFO, "called, signum: %d", signum);
+    if (signum == SIGSEGV) ZEL_LOG(LOG_CRIT, "Segmentation fault occurred\n");
+    if (signum == SIGUSR1) ZEL_LOG(LOG_CRIT, "User event 1 occurred\n");
+    if (signum == SIGUSR2) ZEL_LOG(LOG_CRIT, "User event 2 occurred\n");
+    shutDown(true);  // zelExit
+    ZEL_LOG(LOG_INFO, "out");
+    zel::g_platform.exit_process(signum);
 }
 
 }  // namespace
@@ -104,11 +118,7 @@ int32_t zelInit(void) {
 }
 
 int32_t zelExit(void) {
-    zel::linkClose();
-    if (response_queue *queue = zel::currentQueue()) destroy_queue(queue);
-    releaseLock();
-    zelto_sdk_close_log();
-    ZEL_LOG(LOG_INFO, "Bail");
+    shutDown(false);
     return 0;
 }
 

@@ -38,7 +38,9 @@ namespace zel {
 
 std::atomic<int32_t> client_socket_fd{-1};
 std::atomic<uint8_t> connection_active{0};
-pthread_mutex_t connection_lock = PTHREAD_MUTEX_INITIALIZER;
+// Error-checking: a signal handler that interrupted its holder is told so
+// instead of locking it again.
+pthread_mutex_t connection_lock = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
 pthread_mutex_t transaction_lock = PTHREAD_MUTEX_INITIALIZER;
 
 namespace {
@@ -50,6 +52,7 @@ struct Receiver {
     int wake_fd;  // eventfd: written to stop the thread
     uint32_t serial;  // of its connection
     std::atomic<bool> stop;
+    std::atomic<bool> finished;  // set as its body returns
     std::atomic<pid_t> tid;
 };
 
@@ -59,12 +62,21 @@ std::atomic<response_queue *> g_queue{nullptr};
 // transaction can still use it and one receiver is joined before the next.
 int g_conn_fd = -1;
 Receiver *g_receiver = nullptr;
-uint32_t g_conn_serial = 0;  // counts connections, so a late drop finds its own
-// Held while a transaction picks the descriptor and sends on it, and while
-// the receive thread takes a closed one away: then nobody still sends on a
-// descriptor that the drop is about to close. Taken with nothing else held
-// but transaction_lock.
+// Held while a transaction picks the descriptor and sends on it, while the
+// receive thread or a failed send takes the connection away, and while a new
+// one is published: then nobody still sends on a descriptor that the drop is
+// about to close. Taken with nothing else held but transaction_lock or
+// connection_lock.
 pthread_mutex_t send_lock = PTHREAD_MUTEX_INITIALIZER;
+// Counts connections, so that a late drop finds its own even when a new
+// connection got the same descriptor number. Written with connection_lock and
+// send_lock both held, read with either.
+uint32_t g_conn_serial = 0;
+// Kernel thread id of the running receive thread, 0 when none runs.
+std::atomic<pid_t> g_receive_tid{0};
+// How long a signal handler's zelExit waits for the link before leaving it to
+// the end of the process.
+constexpr int64_t kSignalExitWaitMs = 1000;
 // Counts commands sent; the receive thread stops discarding when it moves.
 std::atomic<uint32_t> g_send_generation{0};
 // Carried-over text; used by one receive thread at a time.
@@ -93,82 +105,12 @@ void appendReply(const Cut &cut) {
     pthread_mutex_unlock(&q->mutex);
 }
 
-// The traffic traces of the current burst: the text of each read, then the
-// reply it completed or the length carried over. They are written only once
-// the burst's reply (if any) is queued: a slow system log (no daemon, and
-// LOG_CONS writing to the console) never delays a caller.
-class BurstTrace {
-public:
-    void read(const char *bytes, size_t n) {
-        if (reads_ == kReads) flush();
-        memcpy(text_ + used_, bytes, n);
-        text_[used_ + n] = '\0';
-        len_[reads_++] = static_cast<int>(n);
-        used_ += n + 1;
-    }
-    // `in_read`: the last read completed the reply, not the end of the burst.
-    void reply(const Cut &cut, bool in_read) {
-        replied_ = true;
-        previous_ = cut.previous_partial;
-        reply_len_ = cut.len;
-        in_read_ = in_read;
-    }
-    void carried(size_t pending) { carried_ = pending; }
-    bool replied() const { return replied_; }
-
-    void flush() {
-        const char *last = "";
-        for (int i = 0, at = 0; i < reads_; at += len_[i++] + 1) {
-            last = text_ + at;
-            ZEL_LOG(LOG_DEBUG, "Received native: -->'%d:%s'<---\n", len_[i], last);
-        }
-        if (replied_) {
-            ZEL_LOG(LOG_DEBUG, "Received partial_len: -->'%d,%d' <---\n", previous_, reply_len_);
-            ZEL_LOG(LOG_DEBUG, "Received data: -->'%d:%s'<---\n", reply_len_ - previous_, in_read_ ? last : "");
-        } else if (carried_ > 0) {
-            ZEL_LOG(LOG_DEBUG, "Received partial_len -->: -->'%d' <---\n", static_cast<int>(carried_));
-        }
-        reads_ = 0;
-        used_ = 0;
-        replied_ = false;
-        carried_ = 0;
-    }
-
-private:
-    static constexpr int kReads = 32;
-    // A burst holds at most kBurstMax bytes, each read one terminator more.
-    char text_[ReplyFramer::kBurstMax + kReads];
-    int len_[kReads];
-    int reads_ = 0;
-    size_t used_ = 0;
-    bool replied_ = false, in_read_ = false;
-    int32_t previous_ = 0, reply_len_ = 0;
-    size_t carried_ = 0;
-};
-
-// Ends the burst: queues the reply it completed, or notes what carries over.
-void endBurst(BurstTrace &trace) {
-    Cut cut;
-    if (g_framer.endBurst(extended_errors, 5, &cut)) {
-        appendReply(cut);
-        trace.reply(cut, false);
-    } else {
-        trace.carried(g_framer.pending());
-    }
-}
-
-void writeTraces(BurstTrace &trace) {
-    // A woken caller runs first: a system-log write can hold this CPU in the
-    // kernel for milliseconds (the console, when no daemon listens).
-    if (trace.replied() && logWanted(LOG_DEBUG)) sched_yield();
-    trace.flush();
-}
-
-void retireConnection();
+void retireConnection(const struct timespec *deadline = nullptr);
 
 // Handles the drop of connection `arg` (its serial) as after a failed send,
 // unless a reconnection or linkClose has retired it already.
 void *dropClosedConnection(void *arg) {
+    pthread_setname_np(pthread_self(), "link_drop");
     pthread_mutex_lock(&connection_lock);
     if (g_conn_serial == static_cast<uint32_t>(reinterpret_cast<uintptr_t>(arg)) && g_conn_fd >= 0) {
         ZEL_LOG(LOG_ERR, "On connection drop, perform cleanup");
@@ -184,8 +126,8 @@ void *dropClosedConnection(void *arg) {
 // thread handles the drop, since this one cannot join itself.
 void serverClosed(Receiver *self) {
     pthread_mutex_lock(&send_lock);
-    int expected = self->fd;
-    bool ours = client_socket_fd.compare_exchange_strong(expected, -1);
+    bool ours = g_conn_serial == self->serial && client_socket_fd.load() > 0;
+    if (ours) client_socket_fd.store(-1);
     pthread_mutex_unlock(&send_lock);
     if (!ours) return;  // a drop or linkClose is retiring it already
     if (response_queue *q = g_queue.load()) {
@@ -195,14 +137,17 @@ void serverClosed(Receiver *self) {
         pthread_mutex_unlock(&q->mutex);
     }
     // Failing that, the next command's reconnection retires the connection.
-    startDetached(dropClosedConnection, "link_drop", reinterpret_cast<void *>(uintptr_t{self->serial}));
+    startDetached(dropClosedConnection, reinterpret_cast<void *>(uintptr_t{self->serial}));
 }
 
 void *receive_loop(void *arg) {
     Receiver *self = static_cast<Receiver *>(arg);
-    self->tid.store(static_cast<pid_t>(syscall(SYS_gettid)));
-    char chunk[ReplyFramer::kBurstMax + 4];
-    BurstTrace trace;
+    pthread_setname_np(pthread_self(), "receive_thread");
+    pid_t tid = static_cast<pid_t>(syscall(SYS_gettid));
+    self->tid.store(tid);
+    g_receive_tid.store(tid);
+    char chunk[ReplyFramer::kBurstMax];
+    BurstTracer tracer(g_framer, extended_errors, 5, appendReply);
     uint32_t seen_generation = g_send_generation.load();
     bool closed = false;
     while (!closed && connection_active.load() && !self->stop.load()) {
@@ -210,7 +155,7 @@ void *receive_loop(void *arg) {
         // Idle: block until bytes or a stop arrive. In a burst: 1 ms of
         // silence ends it, timed by a high-resolution timer.
         const struct timespec silence = {0, 1000000};
-        int rc = ppoll(fds, 2, g_framer.inBurst() ? &silence : nullptr, nullptr);
+        int rc = ppoll(fds, 2, tracer.inBurst() ? &silence : nullptr, nullptr);
         if (rc < 0 && errno == EINTR) continue;
         if (fds[0].revents) {
             uint64_t ignored;
@@ -219,35 +164,26 @@ void *receive_loop(void *arg) {
             continue;
         }
         if (rc == 0) {
-            endBurst(trace);
-            writeTraces(trace);
+            tracer.endBurst();
+            tracer.writeTraces();
             continue;
         }
-        ssize_t n = rc < 0 ? -1 : recv(self->fd, chunk, g_framer.room(), MSG_DONTWAIT);
+        ssize_t n = rc < 0 ? -1 : recv(self->fd, chunk, tracer.room(), MSG_DONTWAIT);
         if (n > 0) {
-            chunk[n] = '\0';
             uint32_t generation = g_send_generation.load();
-            if (generation != seen_generation) {
-                g_framer.commandSent();
-                seen_generation = generation;
-            }
-            trace.read(chunk, static_cast<size_t>(n));
-            Cut cut;
-            if (g_framer.feed(chunk, static_cast<size_t>(n), &cut)) {
-                appendReply(cut);
-                trace.reply(cut, true);
-            }
-            if (g_framer.room() == 0) endBurst(trace);
-            if (trace.replied() || !g_framer.inBurst()) writeTraces(trace);
+            tracer.read(chunk, static_cast<size_t>(n), generation != seen_generation);
+            seen_generation = generation;
         } else if (n == 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)) {
             closed = true;
         }
     }
     // A burst cut short ends here: the next connection never starts out
     // discarding the rest of an old burst.
-    if (g_framer.inBurst()) endBurst(trace);
+    if (tracer.inBurst()) tracer.endBurst();
     if (closed) serverClosed(self);
-    writeTraces(trace);
+    tracer.writeTraces();
+    g_receive_tid.compare_exchange_strong(tid, 0);
+    self->finished.store(true);
     return nullptr;
 }
 
@@ -257,6 +193,7 @@ Receiver *startReceiver(int fd) {
     r->fd = fd;
     r->serial = g_conn_serial;
     r->stop.store(false);
+    r->finished.store(false);
     r->tid.store(0);
     r->wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (r->wake_fd < 0) {
@@ -268,11 +205,26 @@ Receiver *startReceiver(int fd) {
         free(r);
         return nullptr;
     }
-    pthread_setname_np(r->thread, "receive_thread");
     return r;
 }
 
-void stopReceiver(Receiver *r) {
+// Polls `done` every millisecond until it holds or `deadline` passes.
+template <typename Done>
+bool pollUntil(Done done, const struct timespec &deadline) {
+    const struct timespec step = {0, 1000000};
+    for (;;) {
+        if (done()) return true;
+        struct timespec now;
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        if (now.tv_sec > deadline.tv_sec || (now.tv_sec == deadline.tv_sec && now.tv_nsec >= deadline.tv_nsec))
+            return false;
+        nanosleep(&step, nullptr);
+    }
+}
+
+// `deadline`: when the receiver has not finished by then, it is left running
+// (the process is about to end) and its record kept.
+void stopReceiver(Receiver *r, const struct timespec *deadline) {
     if (r == nullptr) return;
     r->stop.store(true);
     uint64_t one = 1;
@@ -283,14 +235,15 @@ void stopReceiver(Receiver *r) {
         pthread_detach(r->thread);
         return;  // the thread ends when the handler returns; its record stays
     }
+    if (deadline != nullptr && !pollUntil([r] { return r->finished.load(); }, *deadline)) return;
     pthread_join(r->thread, nullptr);
     close(r->wake_fd);
     free(r);
 }
 
 // Under connection_lock: stops the receiver and closes the connection.
-void retireConnection() {
-    stopReceiver(g_receiver);
+void retireConnection(const struct timespec *deadline) {
+    stopReceiver(g_receiver, deadline);
     g_receiver = nullptr;
     if (g_conn_fd >= 0) close(g_conn_fd);
     g_conn_fd = -1;
@@ -308,6 +261,15 @@ int connectServer(bool *created) {
     return -1;
 }
 
+// Under connection_lock: makes `fd` the connection, a new one.
+void publishConnection(int fd) {
+    g_conn_fd = fd;
+    pthread_mutex_lock(&send_lock);
+    ++g_conn_serial;
+    client_socket_fd.store(fd);
+    pthread_mutex_unlock(&send_lock);
+}
+
 // Under connection_lock: three attempts, no pause between them.
 bool reconnect() {
     retireConnection();
@@ -319,9 +281,7 @@ bool reconnect() {
             else ZEL_LOG(LOG_ERR, "Retry connect failed");
             continue;
         }
-        g_conn_fd = fd;
-        ++g_conn_serial;
-        client_socket_fd.store(fd);
+        publishConnection(fd);
         zelto_sdk_log(LOG_INFO, "%s:%d: %d: Client socket reconnected\n", kTag, __LINE__, __LINE__);
         connection_active.store(1);
         g_receiver = startReceiver(fd);
@@ -331,16 +291,19 @@ bool reconnect() {
     return false;
 }
 
-// Called with transaction_lock held after a failed send; releases it.
-void dropConnection(int fd) {
+// Called with transaction_lock held after a failed send on connection
+// `serial`; releases it. A descriptor number can already belong to a newer
+// connection, so the connection is known by its serial.
+void dropConnection(uint32_t serial) {
     ZEL_LOG(LOG_ERR, "failed to send");
-    // From here on no transaction uses the descriptor: the next one reconnects.
-    int expected = fd;
-    client_socket_fd.compare_exchange_strong(expected, -1);
+    // From here on no transaction uses the connection: the next one reconnects.
+    pthread_mutex_lock(&send_lock);
+    if (g_conn_serial == serial) client_socket_fd.store(-1);
+    pthread_mutex_unlock(&send_lock);
     pthread_mutex_unlock(&transaction_lock);
     ZEL_LOG(LOG_ERR, "On connection drop, perform cleanup");
     pthread_mutex_lock(&connection_lock);
-    if (g_conn_fd == fd && client_socket_fd.load() <= 0) {
+    if (g_conn_serial == serial && g_conn_fd >= 0) {
         connection_active.store(0);
         retireConnection();
     }
@@ -379,6 +342,19 @@ struct timespec deadlineAfterMs(int64_t ms) {
     return ts;
 }
 
+// Takes connection_lock in a signal handler without waiting long: the thread
+// it interrupted may hold it (the error-checking lock says so at once), a
+// holder may be joining the receive thread it runs on, or wait for something
+// the interrupted thread holds. 0 when taken.
+int lockInSignalHandler(const struct timespec &deadline) {
+    static const struct timespec kPast = {0, 0};  // tries once, never sleeps
+    bool on_receiver = g_receive_tid.load() == static_cast<pid_t>(syscall(SYS_gettid));
+    int rc = ETIMEDOUT;
+    pollUntil([&rc] { return (rc = pthread_mutex_timedlock(&connection_lock, &kPast)) != ETIMEDOUT; },
+              on_receiver ? deadlineAfterMs(0) : deadline);
+    return rc;
+}
+
 }  // namespace
 
 response_queue *currentQueue() { return g_queue.load(); }
@@ -391,9 +367,7 @@ int32_t linkStart() {
     }
     pthread_mutex_lock(&connection_lock);
     retireConnection();
-    g_conn_fd = fd;
-    ++g_conn_serial;
-    client_socket_fd.store(fd);
+    publishConnection(fd);
     pthread_mutex_unlock(&connection_lock);
     if (!connectUnix(fd, g_platform.server_socket)) {
         ZEL_LOG(LOG_ERR, "Connection Failed");
@@ -411,11 +385,12 @@ int32_t linkStart() {
     return 0;
 }
 
-void linkClose() {
-    pthread_mutex_lock(&connection_lock);
+void linkClose(bool in_signal_handler) {
+    struct timespec deadline = deadlineAfterMs(kSignalExitWaitMs);
+    if ((in_signal_handler ? lockInSignalHandler(deadline) : pthread_mutex_lock(&connection_lock)) != 0) return;
     connection_active.store(0);
     client_socket_fd.store(-1);
-    retireConnection();
+    retireConnection(in_signal_handler ? &deadline : nullptr);
     pthread_mutex_unlock(&connection_lock);
 }
 
@@ -502,6 +477,7 @@ zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t ti
     flushQueue(q);
     pthread_mutex_lock(&send_lock);
     int fd = client_socket_fd.load();
+    uint32_t serial = g_conn_serial;
     ssize_t sent = -1;
     if (fd > 0) {
         g_send_generation.fetch_add(1);
@@ -518,7 +494,7 @@ zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t ti
         return nullptr;
     }
     if (sent < 0) {
-        dropConnection(fd);
+        dropConnection(serial);
         return nullptr;
     }
 

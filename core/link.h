@@ -41,7 +41,10 @@ response_queue *currentQueue();
 int32_t linkStart();
 
 // Stops and joins the receive thread and closes the connection.
-void linkClose();
+// `in_signal_handler`: never waits long, since the link's lock or receive
+// thread may wait on the interrupted thread; what cannot be closed in time is
+// left to the end of the process.
+void linkClose(bool in_signal_handler = false);
 
 // True while a receive thread runs (tests wait on it).
 bool receiverRunning();

@@ -103,19 +103,16 @@ inline size_t receiveEvent(int fd, void *buffer, size_t size) {
     return 0;
 }
 
-// Starts `body(arg)` on a detached thread: 0, or pthread_create's error.
-inline int startDetached(void *(*body)(void *), const char *name, void *arg = nullptr) {
+// Starts `body(arg)` on a detached thread: 0, or pthread_create's error. The
+// body names its own thread: once detached, the handle may already be gone.
+inline int startDetached(void *(*body)(void *), void *arg = nullptr) {
     pthread_attr_t attr;
     pthread_attr_init(&attr);
     pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
     pthread_t thread;
     int rc = pthread_create(&thread, &attr, body, arg);
     pthread_attr_destroy(&attr);
-    if (rc != 0) return rc;
-    // Names over 15 characters are refused before the thread is looked at;
-    // the thread then keeps its inherited name.
-    pthread_setname_np(thread, name);
-    return 0;
+    return rc;
 }
 
 }  // namespace zel

@@ -24,6 +24,8 @@ void dispatch(zelNotification *records, size_t count) {
 }
 
 void *notification_listener_loop(void *) {
+    // Over 15 characters: refused, the thread keeps its inherited name.
+    pthread_setname_np(pthread_self(), "sdk_init_notification_listener_thread");
     // Allocated once for the life of the thread.
     uint8_t *message = static_cast<uint8_t *>(calloc(zel::kNotificationMessageMax, 1));
     zelNotification *records =
@@ -58,7 +60,7 @@ void *notification_listener_loop(void *) {
 extern "C" {
 
 int32_t InitNotificationListenerThread(void) {
-    if (zel::startDetached(notification_listener_loop, "sdk_init_notification_listener_thread") != 0) {
+    if (zel::startDetached(notification_listener_loop) != 0) {
         zelto_sdk_log(LOG_ERR, "pthread_create failed");
         return -1;
     }

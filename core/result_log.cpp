@@ -8,11 +8,22 @@
 #include "log.h"
 #include "platform.h"
 
+namespace {
+// Set while this thread is inside the system log, which may hold a lock
+// meanwhile: a signal handler that interrupted it drops its own lines rather
+// than wait for that lock for ever. Initial-exec: no allocation on access.
+__thread volatile bool t_in_log __attribute__((tls_model("initial-exec")));
+}  // namespace
+
 namespace zel {
 std::atomic<uint8_t> log_opened{0};
 
 bool logWanted(int priority) {
-    return log_opened.load(std::memory_order_relaxed) && (g_platform.log_mask() & LOG_MASK(LOG_PRI(priority))) != 0;
+    if (!log_opened.load(std::memory_order_relaxed) || t_in_log) return false;
+    t_in_log = true;
+    int mask = g_platform.log_mask();
+    t_in_log = false;
+    return (mask & LOG_MASK(LOG_PRI(priority))) != 0;
 }
 }  // namespace zel
 
@@ -20,10 +31,13 @@ namespace {
 // Formats into a zero-filled 4096-byte buffer with the limit 4095, so at most
 // 4094 characters survive, as the log always has, and writes the text.
 void writeLine(int priority, const char *format, va_list ap) {
+    if (t_in_log) return;
+    t_in_log = true;
     char text[4096];
     memset(text, 0, sizeof text);
     vsnprintf(text, sizeof text - 1, format, ap);
     zel::g_platform.log_write(priority, text);
+    t_in_log = false;
 }
 }  // namespace
 
@@ -63,7 +77,7 @@ void zelto_sdk_open_log(const char *ident) {
 }
 
 void zelto_sdk_log(int priority, const char *format, ...) {
-    // A masked priority costs no formatting at all.
+    // A masked priority is neither formatted nor written.
     if (format == nullptr || !zel::logWanted(priority)) return;
     va_list ap;
     va_start(ap, format);

@@ -338,8 +338,9 @@ zelString *zelAllocString(const char *src, int32_t len);
 void zelFreeString(zelString *s);
 void zelto_sdk_open_log(const char *ident);
 /* Writes to the system log once the log is open (at most 4094 characters).
- * A priority the application masked with setlogmask costs nothing: it is
- * not even formatted. The link's traffic traces are LOG_DEBUG, so
+ * A priority the application masked with setlogmask is neither formatted
+ * nor written; only reading the mask remains, which takes the system log's
+ * lock briefly. The link's traffic traces are LOG_DEBUG, so
  * setlogmask(LOG_UPTO(LOG_INFO)) turns them off. */
 void zelto_sdk_log(int priority, const char *format, ...) ZEL_PRINTF_LIKE(2, 3);
 void zelto_sdk_close_log(void);

@@ -77,12 +77,13 @@ expect_pkg libzelto-sdk-dev "/usr/include/zelto_sdk.h $pkglib/cmake/zelto_sdk/ze
 [ "$(field "$tmp"/deb/libzelto-sdk-dev_*.deb Depends)" = "libzelto-sdk2 (= 2.2.5)" ] || fail "dev depends"
 tools=()
 for t in zelctl zelsim; do
-    [ -n "$(find "$build" -maxdepth 3 -type f -name "$t" -perm -u+x)" ] && tools+=("/usr/bin/$t")
+    [ -n "$(find "$build" -maxdepth 3 -type f -name "$t" -perm -u+x)" ] && tools+=("/usr/bin/$t" "/usr/share/man/man1/$t.1.gz")
 done
 if [ ${#tools[@]} -gt 0 ]; then
     expect_pkg zelto-sdk-tools "$doc/zelto-sdk-tools/changelog.gz $doc/zelto-sdk-tools/copyright $(printf '%s ' "${tools[@]}")"
 fi
 if command -v lintian >/dev/null; then
-    lintian --fail-on error --suppress-tags no-manual-page "$tmp"/deb/*.deb || fail "lintian"
+    # lintian leaves its scratch files in TMPDIR: keep them in ours.
+    TMPDIR="$tmp" lintian --fail-on error "$tmp"/deb/*.deb || fail "lintian"
 fi
 echo "packages: $(ls "$tmp/deb" | grep -c '\.deb$') for $arch"

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/framer.h"
+#include "test_support.h"
 
 namespace {
 
@@ -15,7 +16,7 @@ using V = std::vector<std::string>;
 const char *const kExtended[] = {"CME ERROR", "CMS ERROR", "PDP ERROR", "CERROR", "CONNECT ERROR"};
 
 // The reply a feed (or, with `end`, the end of a burst) cut, or "-" for none.
-S take(bool got, zel::Cut &c) {
+S take(bool got, const zel::Cut &c) {
     if (!got) return "-";
     S s(c.data, static_cast<size_t>(c.len));
     free(c.data);
@@ -120,6 +121,42 @@ TEST(Framer, BurstCapAndCarryOverCap) {
     }
     EXPECT_EQ(f.pending(), zel::ReplyFramer::kPartialCap);
     f.release();
+}
+
+// The receive thread's work: events "r<bytes>" (a read), "c<bytes>" (a read
+// after a command went out) and "s" (silence) give the replies and traces in
+// order, each cut to 200 characters (the log cuts at 4094).
+V g_events;
+void record(const S &event) { g_events.push_back(event.substr(0, 200)); }
+
+TEST(BurstTracer, EachBurstIsTracedOnceAfterItsReplyWasHandedOver) {
+    auto cut = [](const S &line) { return line.substr(0, 200); };
+    auto native = [&](const S &b) { return cut("Received native: -->'" + std::to_string(b.size()) + ":" + b + "'<---\n"); };
+    auto data = [&](size_t n, const S &b) { return cut("Received data: -->'" + std::to_string(n) + ":" + b + "'<---\n"); };
+    auto lens = [](int was, int len) { return "Received partial_len: -->'" + std::to_string(was) + "," + std::to_string(len) + "' <---\n"; };
+    auto carried = [](int n) { return "Received partial_len -->: -->'" + std::to_string(n) + "' <---\n"; };
+    const S ok = "\r\nOK\r\n", rest(4000, 'j'), full = S(8186, 'x') + ok;
+    const struct { V events, expected; } cases[] = {
+        {{"rA" + ok, "rJUNK", "s"}, {"reply A" + ok, native("A" + ok + "JUNK"), lens(0, 7), data(7, "A" + ok + "JUNK")}},
+        // A command ends a burst that holds a reply: the next reply is handed
+        // over first, and a burst never holds more than 8192 bytes.
+        {{"r" + ok, "r" + rest, "c" + full}, {"reply " + ok, cut("reply " + full), native(ok + rest), lens(0, 6),
+                                             data(6, ok + rest), native(full), lens(0, 8192), data(8192, full)}},
+        {{"r\r\nERR", "rOR\r\n", "s"}, {"reply \r\nERROR\r\n", native("\r\nERROR\r\n"), lens(0, 9), data(9, "\r\nERROR\r\n")}},
+        {{"r+CME ERROR: 10", "s"}, {"reply +CME ERROR", native("+CME ERROR: 10"), lens(0, 10), data(10, "+CME ERROR: 10")}},
+        {{"r+CREG\r\n", "s", "c" + ok, "s"}, {native("+CREG\r\n"), data(7, "+CREG\r\n"), carried(7), "reply +CREG\r\n" + ok,
+                                             native(ok), lens(7, 13), data(6, ok)}},
+    };
+    zeltest::LogCapture capture;
+    zeltest::LogWriter writer([](int, const char *text) { record(strchr(text, ' ') + 1); });
+    for (const auto &c : cases) {
+        g_events.clear();
+        zel::ReplyFramer f;
+        zel::BurstTracer t(f, kExtended, 5, [](const zel::Cut &cut) { record("reply " + take(true, cut)); });
+        for (const S &e : c.events) e == "s" ? (t.endBurst(), t.writeTraces()) : t.read(&e[1], e.size() - 1, e[0] == 'c');
+        f.release();
+        EXPECT_EQ(g_events, c.expected) << c.events[0].substr(0, 20);
+    }
 }
 
 }  // namespace

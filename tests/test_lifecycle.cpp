@@ -42,6 +42,12 @@ void report(const char *prefix, const char *text) {
 
 struct Paths { S dir, lock, server, ip, notify; };
 
+void reportLog(int priority, const char *text) {
+    char prefix[] = "L0 ";
+    prefix[1] = char('0' + priority % 10);
+    report(prefix, text);
+}
+
 // Points the library at the test's paths (a child never destroys them: it
 // ends with _exit) and the report pipe; the main thread's pauses are reported and all kept short.
 void childPlatform(const Paths &p) {
@@ -50,11 +56,7 @@ void childPlatform(const Paths &p) {
     pf.ip_socket = p.ip.c_str(), pf.notify_socket = p.notify.c_str();
     pf.log_open = [](const char *, int, int) {};
     pf.log_close = [] {};
-    pf.log_write = [](int priority, const char *text) {
-        char prefix[] = "L0 ";
-        prefix[1] = char('0' + priority % 10);
-        report(prefix, text);
-    };
+    pf.log_write = reportLog;
     // The main thread's pauses are reported, and kept whole once a test asks
     // for real ones; the listeners' retry pauses stay short.
     pf.sleep_us = [](uint64_t us) {
@@ -233,6 +235,74 @@ TEST_F(Lifecycle, HandledSignalsRemoveTheLockAndExitWithTheirNumber) {
         EXPECT_FALSE(exists(p.lock));
         EXPECT_EQ(child.count("", "L2 "), line ? 1 : 0);
         if (line) EXPECT_EQ(child.count(line, "L2 core:"), 1);
+    }
+}
+
+// The state letter of thread `tid` of this process ('S': asleep).
+char threadState(pid_t tid) {
+    std::ifstream stat("/proc/self/task/" + std::to_string(tid) + "/stat");
+    S line((std::istreambuf_iterator<char>(stat)), {});
+    return line.size() > 3 ? line[line.rfind(") ") + 2] : 0;
+}
+
+std::atomic<int> g_step{0};  // where a child's scenario has got to
+
+TEST_F(Lifecycle, ASignalEndsTheProcessWhateverTheLinkIsDoing) {
+    // Each child takes SIGTERM at one moment: raised from its log writer on
+    // the thread that logs, or sent to the main thread.
+    const struct { const char *when; int (*body)(const Paths &); } cases[] = {
+        {"on a reconnection that holds the link's lock", [](const Paths &p) {
+            zeltest::FakeServer server(p.server);
+            CHILD_CHECK(zelInit() == 0);
+            server.stop();  // the link drops by itself
+            CHILD_CHECK(zeltest::waitUntil([] { return zel::client_socket_fd.load() == -1 && !zel::receiverRunning(); }));
+            zel::g_platform.log_write = [](int priority, const char *text) {
+                reportLog(priority, text);
+                if (strstr(text, "Retry connect failed") && g_step++ == 0) raise(SIGTERM);
+            };
+            sdkSendATcmdViaSocket("AT\r\n", 4, 15);
+            return 0;
+        }},
+        {"on the receive thread while a drop joins it", [](const Paths &p) -> int {
+            zeltest::FakeServer server(p.server);
+            CHILD_CHECK(zelInit() == 0);
+            zel::g_platform.log_write = [](int priority, const char *text) {
+                reportLog(priority, text);
+                if (strstr(text, "On connection drop")) g_step = 3;  // the drop holds the lock, then joins
+                if (strstr(text, "Received native") && g_step == 0) {  // the receive thread waits here
+                    g_step = 1;
+                    zeltest::waitUntil([] { return g_step == 2; }, 10000);
+                }
+                if (strstr(text, "Received native: -->'1:x'")) {  // traced once the close was seen
+                    zeltest::waitUntil([] { return g_step == 3; }, 10000);
+                    raise(SIGTERM);
+                }
+            };
+            server.push("a");
+            CHILD_CHECK(zeltest::waitUntil([] { return g_step == 1; }));
+            server.push("x");
+            server.dropClients();  // "x" and the end are read together once the trace is done
+            g_step = 2;
+            for (;;) pause();
+        }},
+        {"on a caller that waits for its reply", [](const Paths &p) {
+            zeltest::FakeServer server(p.server);  // silent
+            CHILD_CHECK(zelInit() == 0);
+            std::thread([&server] {
+                server.waitForCommands(1);
+                zeltest::waitUntil([] { return threadState(getpid()) == 'S'; });
+                pthread_kill(g_main, SIGTERM);
+            }).detach();
+            sdkSendATcmdViaSocket("AT\r\n", 4, 15);
+            return 0;
+        }},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.when);
+        std::filesystem::remove(p.lock);  // left by a child that hung
+        Child child(p, [&] { return c.body(p); });
+        child.expectExit(SIGTERM);
+        EXPECT_FALSE(exists(p.lock));
     }
 }
 

@@ -51,6 +51,13 @@ protected:
 // Stops and frees whatever the link holds, for tests that start it themselves.
 void resetLink();
 
+// Puts `write` in place of the platform's log writer until destroyed.
+struct LogWriter {
+    explicit LogWriter(void (*write)(int, const char *)) { zel::g_platform.log_write = write; }
+    ~LogWriter() { zel::g_platform.log_write = saved; }
+    void (*const saved)(int, const char *) = zel::g_platform.log_write;
+};
+
 }  // namespace zeltest
 
 #endif
