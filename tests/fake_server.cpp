@@ -1,6 +1,7 @@
 #include "fake_server.h"
 
 #include <fcntl.h>
+#include <ftw.h>
 #include <poll.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -25,11 +26,25 @@ long voluntarySwitches(pid_t tid) {
     return value;
 }
 
+namespace {
+char g_temp_dir[] = "/tmp/zeltest-XXXXXX";
+pid_t g_temp_owner = 0;
+
+// At exit of the process that made it (never of a forked child), the
+// directory goes with whatever the tests left in it.
+void removeTempDir() {
+    if (getpid() != g_temp_owner) return;
+    nftw(g_temp_dir, [](const char *path, const struct stat *, int, struct FTW *) { return remove(path); }, 16,
+         FTW_DEPTH | FTW_PHYS);
+}
+}  // namespace
+
 std::string tempPath(const std::string &name) {
     static std::string dir = [] {
-        char tmpl[] = "/tmp/zeltest-XXXXXX";
-        const char *d = mkdtemp(tmpl);
-        return std::string(d ? d : "/tmp");
+        if (mkdtemp(g_temp_dir) == nullptr) return std::string("/tmp");
+        g_temp_owner = getpid();
+        atexit(removeTempDir);
+        return std::string(g_temp_dir);
     }();
     static std::atomic<int> counter{0};
     return dir + "/" + name + "-" + std::to_string(getpid()) + "-" + std::to_string(counter++);
