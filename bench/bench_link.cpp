@@ -26,7 +26,7 @@ const std::string kReply = "\r\n+CSQ: 23,99\r\n\r\nOK\r\n";
 
 std::vector<double> benchLink(int iterations) {
     zeltest::FakeServer server(zeltest::tempPath("bench"));
-    server.setDefault({{0, kReply}});
+    server.setHandler([](const std::string &) { return zeltest::Reply{{0, kReply}}; });
     zel::g_platform.server_socket = server.path().c_str();
     create_queue();
     if (zel::linkStart() != 0) {

@@ -23,16 +23,18 @@ int system(const char *command) {
 }
 
 int main(void) {
-    int32_t major = 0, minor = 0, patch = 0;
+    int32_t major = -7, minor = -7, patch = -7;
     zelString *s;
     char text[] = "  +CSQ: 1 \r\n";
     zelNotification n;
     zelNotificationCallback cb = onNotification;
 
     (void)cb;
+    /* Any missing output: 5, and the others untouched. */
+    CHECK(zelGetSDKVersion(NULL, &minor, &patch) == 5 && zelGetSDKVersion(&major, NULL, &patch) == 5);
+    CHECK(zelGetSDKVersion(&major, &minor, NULL) == 5 && major == -7 && minor == -7 && patch == -7);
     CHECK(zelGetSDKVersion(&major, &minor, &patch) == 0);
     CHECK(major == 2 && minor == 2 && patch == 5);
-    CHECK(zelGetSDKVersion(NULL, &minor, &patch) == 5);
 
     s = zelAllocString("abc", 3);
     CHECK(s != NULL && s->len == 3 && strcmp(s->data, "abc") == 0);

@@ -1,6 +1,7 @@
 #include "fake_server.h"
 
 #include <fcntl.h>
+#include <ftw.h>
 #include <poll.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -12,15 +13,6 @@
 #include <algorithm>
 
 namespace zeltest {
-
-bool waitUntil(const std::function<bool()> &pred, int timeout_ms) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
-    while (!pred()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
 
 long voluntarySwitches(pid_t tid) {
     if (tid <= 0) return -1;
@@ -34,19 +26,31 @@ long voluntarySwitches(pid_t tid) {
     return value;
 }
 
+namespace {
+char g_temp_dir[] = "/tmp/zeltest-XXXXXX";
+pid_t g_temp_owner = 0;
+
+// At exit of the process that made it (never of a forked child), the
+// directory goes with whatever the tests left in it.
+void removeTempDir() {
+    if (getpid() != g_temp_owner) return;
+    nftw(g_temp_dir, [](const char *path, const struct stat *, int, struct FTW *) { return remove(path); }, 16,
+         FTW_DEPTH | FTW_PHYS);
+}
+}  // namespace
+
 std::string tempPath(const std::string &name) {
     static std::string dir = [] {
-        char tmpl[] = "/tmp/zeltest-XXXXXX";
-        const char *d = mkdtemp(tmpl);
-        return std::string(d ? d : "/tmp");
+        if (mkdtemp(g_temp_dir) == nullptr) return std::string("/tmp");
+        g_temp_owner = getpid();
+        atexit(removeTempDir);
+        return std::string(g_temp_dir);
     }();
     static std::atomic<int> counter{0};
     return dir + "/" + name + "-" + std::to_string(getpid()) + "-" + std::to_string(counter++);
 }
 
-FakeServer::FakeServer(std::string path, bool start_now) : path_(std::move(path)) {
-    if (start_now) start();
-}
+FakeServer::FakeServer(std::string path) : path_(std::move(path)) { start(); }
 
 FakeServer::~FakeServer() { stop(); }
 
@@ -86,11 +90,6 @@ void FakeServer::stop() {
 void FakeServer::replyChunks(Reply chunks) {
     std::lock_guard<std::mutex> lock(mu_);
     queued_.push_back(std::move(chunks));
-}
-
-void FakeServer::setDefault(Reply chunks) {
-    std::lock_guard<std::mutex> lock(mu_);
-    default_ = std::move(chunks);
 }
 
 void FakeServer::setHandler(Handler h) {
@@ -133,13 +132,11 @@ void FakeServer::clearRecord() {
 }
 
 bool FakeServer::waitForCommands(size_t n, int timeout_ms) {
-    std::unique_lock<std::mutex> lock(mu_);
-    return cv_.wait_for(lock, std::chrono::milliseconds(timeout_ms), [&] { return commands_.size() >= n; });
+    return waitUntil([&] { return commands().size() >= n; }, timeout_ms);
 }
 
 bool FakeServer::waitForConnections(int n, int timeout_ms) {
-    std::unique_lock<std::mutex> lock(mu_);
-    return cv_.wait_for(lock, std::chrono::milliseconds(timeout_ms), [&] { return connections_ >= n; });
+    return waitUntil([&] { return connections() >= n; }, timeout_ms);
 }
 
 void FakeServer::writeReply(int fd, const Reply &r) {
@@ -166,11 +163,8 @@ void FakeServer::handleBytes(int fd, const char *p, size_t n) {
                 queued_.pop_front();
             } else if (handler_) {
                 answers.push_back(handler_(cmd));
-            } else {
-                answers.push_back(default_);
             }
         }
-        cv_.notify_all();
     }
     for (const Reply &r : answers) writeReply(fd, r);
 }
@@ -193,7 +187,6 @@ void FakeServer::run() {
                 std::lock_guard<std::mutex> lock(mu_);
                 clients_.push_back(fd);
                 ++connections_;
-                cv_.notify_all();
             }
         }
         for (size_t i = 2; i < fds.size(); ++i) {

@@ -8,13 +8,14 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "test_util.h"
 
 namespace zeltest {
 
@@ -29,18 +30,17 @@ public:
     // Answers a command; the default answers from the queued replies.
     using Handler = std::function<Reply(const std::string &command)>;
 
-    explicit FakeServer(std::string path, bool start_now = true);
+    explicit FakeServer(std::string path);
     ~FakeServer();
 
     void start();
     void stop();  // closes the listener and every client
     const std::string &path() const { return path_; }
 
-    // Queues the answer to the next command (one reply per command).
+    // Queues the answer to the next command (one reply per command); a
+    // command with none queued is answered by the handler, if any, or not at all.
     void reply(const std::string &text) { replyChunks({{0, text}}); }
     void replyChunks(Reply chunks);
-    // Every command without a queued reply gets this answer (empty: silence).
-    void setDefault(Reply chunks);
     void setHandler(Handler h);
 
     // Writes bytes to the connected client now.
@@ -66,10 +66,8 @@ private:
     int wake_[2] = {-1, -1};
     std::thread thread_;
     std::mutex mu_;
-    std::condition_variable cv_;
     std::vector<int> clients_;
     std::deque<Reply> queued_;
-    Reply default_;
     Handler handler_;
     std::string pending_;  // bytes of a command without its "\r\n" yet
     std::vector<std::string> commands_;
@@ -77,9 +75,6 @@ private:
     int connections_ = 0;
     std::atomic<bool> running_{false};
 };
-
-// Polls `pred` until it holds or `timeout_ms` passes.
-bool waitUntil(const std::function<bool()> &pred, int timeout_ms = 5000);
 
 // Voluntary context switches of thread `tid` of this process so far, or -1.
 long voluntarySwitches(pid_t tid);

@@ -32,7 +32,7 @@ TEST_F(FamilyTest, CallControlTable) {
 }
 
 TEST_F(FamilyTest, GeneralTable) {
-    zelString value = {const_cast<char *>("\"apn name\",1"), 12};
+    zelString value = view("\"apn name\",1");
     char cut[] = "abc\0def";  // a record trimmed in place counts more than its text
     zelString trimmed = {cut, 7};
     checkTable("zel_general_api", {

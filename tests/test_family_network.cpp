@@ -129,18 +129,16 @@ TEST_F(FamilyTest, RefusedArgumentsInOrder) {
 }
 
 TEST_F(FamilyTest, CgregLogsWhatItCouldNotFind) {
-    const std::string cases[][2] = {
-        {"\r\n+CREG: 0,1\r\n\r\nOK\r\n", "p1 is NULL, data: "},             // no prefix
-        {"\r\n+CGREG: OK\r\n\r\nOK\r\n", "greg is NULL, data: "},           // empty span
-        {"\r\n+X: OK\r\n+CGREG: 1\r\n\r\nOK\r\n", "greg is NULL, data: "},  // OK before the prefix
-    };
-    for (const auto &c : cases) {
-        EXPECT_EQ(run(ZEL_CALL(zelCGREGGet(s)), c[0]).status, 5);
-        EXPECT_TRUE(log.contains(c[1] + c[0], LOG_INFO)) << c[0];
-    }
+    const std::string no_prefix = "\r\n+CREG: 0,1\r\n\r\nOK\r\n", empty_span = "\r\n+CGREG: OK\r\n\r\nOK\r\n",
+                      ok_first = "\r\n+X: OK\r\n+CGREG: 1\r\n\r\nOK\r\n";
+    expectReplies(ZEL_CALL(zelCGREGGet(s)), {
+        {no_prefix, 5, kNull, "p1 is NULL, data: " + no_prefix, LOG_INFO},
+        {empty_span, 5, kNull, "greg is NULL, data: " + empty_span, LOG_INFO},
+        {ok_first, 5, kNull, "greg is NULL, data: " + ok_first, LOG_INFO},  // OK before the prefix
+    });
     run(ZEL_CALL(zelCGREGGet(s)), "\r\n+CGREG: 0,1\r\n\r\nERROR\r\n");
     EXPECT_EQ(log.count("zel_network_api:"), 0) << "a reply without OK is not logged";
-    run(ZEL_CALL(zelCEREGGet(s)), cases[0][0]);
+    run(ZEL_CALL(zelCEREGGet(s)), no_prefix);
     EXPECT_EQ(log.count("zel_network_api:"), 0) << "the siblings fail without a word";
 }
 
@@ -155,28 +153,16 @@ TEST_F(FamilyTest, CopsScanSpansToTheFirstOkAfterItsPrefix) {
 }
 
 TEST_F(FamilyTest, NetworkTimeZoneRange) {
-    struct Case {
-        std::string reply;
-        int32_t status;
-        std::string out;
-        const char *log;  // a LOG_ERR text expected, or nullptr
-    } cases[] = {
+    expectReplies(ZEL_CALL(zelCNTZGet(i)), {
         {"\r\n+CNTZ: 48\r\n\r\nOK\r\n", 0, "48", "Timezone string is  48"},
         {"\r\n+CNTZ:-48\r\n\r\nOK\r\n", 0, "-48", "Timezone string is  -48"},
-        {"\r\n+CNTZ: 49\r\n\r\nOK\r\n", 5, "0", nullptr},
-        {"\r\n+CNTZ: -49\r\n\r\nOK\r\n", 5, "0", nullptr},
-        {"\r\n+CNTZ: 4294967248\r\n\r\nOK\r\n", 5, "0", nullptr},  // not -48 cut to 32 bits
-        {"\r\n+CNTZ: 8\r\n\r\nERROR\r\n", 5, kKept, nullptr},
+        {"\r\n+CNTZ: 49\r\n\r\nOK\r\n", 5, "0"},
+        {"\r\n+CNTZ: -49\r\n\r\nOK\r\n", 5, "0"},
+        {"\r\n+CNTZ: 4294967248\r\n\r\nOK\r\n", 5, "0"},  // not -48 cut to 32 bits
+        {"\r\n+CNTZ: 8\r\n\r\nERROR\r\n", 5, kKept},
         {"\r\n+CTZV: 8\r\n\r\nOK\r\n", 5, kKept, "p1 is NULL, data: \r\n+CTZV: 8\r\n\r\nOK\r\n"},
         {"\r\n+CNTZ:OK\r\n\r\nOK\r\n", 5, kKept, "netTimeZone is NULL, data: \r\n+CNTZ:OK"},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.reply);
-        Outcome o = run(ZEL_CALL(zelCNTZGet(i)), c.reply);
-        EXPECT_EQ(o.status, c.status);
-        EXPECT_EQ(o.out, c.out);
-        if (c.log) EXPECT_TRUE(log.contains(c.log, LOG_ERR));
-    }
+    });
 }
 
 }  // namespace

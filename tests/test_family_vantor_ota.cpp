@@ -13,12 +13,11 @@ using namespace zeltest;
 
 std::string ok(const std::string &line) { return "\r\n" + line + "\r\n\r\nOK\r\n"; }
 std::string err(const std::string &line) { return "\r\n" + line + "\r\n\r\nERROR\r\n"; }
-zelString str(const char *text) { return {const_cast<char *>(text), static_cast<int32_t>(strlen(text))}; }
 // "NO CARRIER" ends a reply in this binary, so a reply can hold neither "OK" nor "ERROR".
 const bool kNoCarrierEnds = (extended_errors[4] = const_cast<char *>("NO CARRIER"), true);
 
 TEST_F(FamilyTest, VantorTable) {
-    zelString id = str("dev-1"), key = str("k%s"), host = str("h:5683");
+    zelString id = view("dev-1"), key = view("k%s"), host = view("h:5683");
     checkTable("zel_vantor_api", {
         CUSTOM(zelVantorReg(&id, &key, &host), "AT+VANTORREG=dev-1,k%s,h:5683\r\n", "+VANTORREG: REGISTERING", kKept),
         CUSTOM(zelVantorGetRegStatus(), "AT+VANTORREG?\r\n", "+VANTORREG: REGISTERED", kKept),
@@ -31,7 +30,7 @@ TEST_F(FamilyTest, VantorTable) {
 
 TEST_F(FamilyTest, VantorRepliesAreReadAfterTheirPrefixInWordOrder) {
     const std::string no_word = "Not found \"REGISTERING\" from outcome\n";
-    zelString a = str("a");
+    zelString a = view("a");
     expectReplies(ZEL_CALL(zelVantorReg(&a, &a, &a)), {
         {err("+VANTORREG: REGISTERING"), 0, kKept}, {ok("+VANTORREG: REGISTERED"), 5, kKept, no_word},
         {ok("+VANTORREG:REGISTERING"), 5, kKept, no_word}, {ok("REGISTERING +VANTORREG: IDLE"), 5, kKept, no_word},
@@ -55,7 +54,7 @@ TEST_F(FamilyTest, VantorRepliesAreReadAfterTheirPrefixInWordOrder) {
 }
 
 TEST_F(FamilyTest, FirmwareUpdateTable) {
-    const zelString package = str("http://h/d%s.bin");
+    const zelString package = view("http://h/d%s.bin");
     const std::string longest(1024 - strlen("AT+OTA=CHECK,\r\n") - 1, 'u');
     checkTable("zel_ota_api", {
         CUSTOM(zelDFotaDownload(package), "AT+DLDFOTA=http://h/d%s.bin\r\n", "+DLDFOTA: DOWNLOAD_SUCCESS", kKept),
@@ -101,7 +100,7 @@ TEST_F(FamilyTest, OtaRepliesAreJudgedByTheirWords) {
     // The delta pair: its success word anywhere, else 5.
     expectReplies(ZEL_CALL(zelDFotaExecute()),
                   {{ok("DOWNLOAD_SUCCESS"), 0, kKept}, {err("SUCCESS"), 0, kKept}, {ok("FAIL"), 5, kKept}});
-    expectReplies(ZEL_CALL(zelDFotaDownload(str("p"))), {{ok("SUCCESS"), 5, kKept}, {other, 5, kKept}});
+    expectReplies(ZEL_CALL(zelDFotaDownload(view("p"))), {{ok("SUCCESS"), 5, kKept}, {other, 5, kKept}});
 }
 
 // What the C library makes of the text as local time; 0 where it cannot.
@@ -152,7 +151,7 @@ TEST_F(FamilyTest, OtaStatusRecordWithItsLocalCompletionTime) {
 }
 
 TEST_F(FamilyTest, RefusedArguments) {
-    zelString a = str("a"), none = {nullptr, 1}, empty = {a.data, 0}, too_long = str(kLong.c_str());
+    zelString a = view("a"), none = {nullptr, 1}, empty = {a.data, 0}, too_long = view(kLong.c_str());
     const std::string url_too_long(1024 - strlen("AT+OTA=CHECK,\r\n"), 'u');
     checkRefusals({
         REFUSE(zelVantorReg(nullptr, &a, &a), 1), REFUSE(zelVantorReg(&a, &a, &none), 1),

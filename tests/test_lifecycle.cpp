@@ -326,14 +326,4 @@ TEST_F(Lifecycle, StartPausesTwiceForAtLeastOneRealSecondAndStartsBothListeners)
     EXPECT_EQ(child.count("", "S "), 4);  // nothing else on this thread
 }
 
-TEST(Version, NeedsThreeOutputs) {
-    for (int missing = 0; missing < 8; ++missing) {
-        int32_t v[3] = {-7, -7, -7};
-        auto at = [&](int i) { return (missing >> i & 1) ? nullptr : &v[i]; };
-        EXPECT_EQ(zelGetSDKVersion(at(0), at(1), at(2)), missing ? 5 : 0);
-        const std::vector<int32_t> want = missing ? std::vector<int32_t>{-7, -7, -7} : std::vector<int32_t>{2, 2, 5};
-        EXPECT_EQ(std::vector<int32_t>(v, v + 3), want);
-    }
-}
-
 }  // namespace

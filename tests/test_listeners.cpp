@@ -18,21 +18,11 @@ using Events = std::vector<S>;
 using Seen = std::vector<std::pair<int, S>>;
 
 // What each callback saw, in call order: (callback id, text or record).
-struct Calls {
-    std::mutex mu;
-    Seen seen;
-    Seen take() {
-        std::lock_guard<std::mutex> lock(mu);
-        return std::exchange(seen, {});
-    }
-} g_ip, g_note;
+using Calls = zeltest::Recorder<std::pair<int, S>>;
+Calls g_ip, g_note;
 
-void add(Calls &c, int id, S what) {
-    std::lock_guard<std::mutex> lock(c.mu);
-    c.seen.emplace_back(id, std::move(what));
-}
 template <int Id>
-void ipCallback(const char *text) { add(g_ip, Id, text); }
+void ipCallback(const char *text) { g_ip.add({Id, text}); }
 
 // Records as "type:value", "3:status/progress" or "4:text".
 template <int Id>
@@ -40,7 +30,7 @@ void noteCallback(zelNotification *n) {
     const auto &p = n->payload;
     S what = n->type == NOTIFICATION_URC ? S(p.urc.data, p.urc.length) : std::to_string(p.value);
     if (n->type == NOTIFICATION_OTA_STATUS) what = std::to_string(p.ota.status) + "/" + std::to_string(p.ota.progress);
-    add(g_note, Id, std::to_string(n->type) + ":" + what);
+    g_note.add({Id, std::to_string(n->type) + ":" + what});
 }
 
 // Slot 8 holds a null entry (skipped when calling), slot 9 repeats callback 0.
@@ -52,8 +42,7 @@ std::mutex g_pause_mu;
 auto *const g_pauses = new std::map<std::thread::id, int>;
 std::atomic<int> g_other_pauses{0};
 
-// Plain arrays and leaked objects: the listener threads use them until the process ends.
-char g_dir[64], g_ip_path[96], g_note_path[96];
+// Leaked: the listener threads use them until the process ends.
 zeltest::LogCapture *g_log;
 FakeServer *g_ip_server, *g_note_server;
 
@@ -61,8 +50,8 @@ FakeServer *g_ip_server, *g_note_server;
 // event so far reached every callback in registration order, and returns each event once.
 Events delivered(Calls &calls, const S &last) {
     EXPECT_TRUE(waitUntil([&] {
-        std::lock_guard<std::mutex> lock(calls.mu);
-        return calls.seen.size() % kCallOrder.size() == 0 && !calls.seen.empty() && calls.seen.back().second == last;
+        Seen seen = calls.seen();
+        return seen.size() % kCallOrder.size() == 0 && !seen.empty() && seen.back().second == last;
     })) << last;
     auto seen = calls.take();
     Events out;
@@ -96,9 +85,8 @@ class Listeners : public ::testing::Environment {
 public:
     void SetUp() override {
         g_log = new zeltest::LogCapture();
-        ASSERT_NE(mkdtemp(strcpy(g_dir, "/tmp/zellisten-XXXXXX")), nullptr);
-        zel::g_platform.ip_socket = strcat(strcpy(g_ip_path, g_dir), "/ip.sock");
-        zel::g_platform.notify_socket = strcat(strcpy(g_note_path, g_dir), "/note.sock");
+        zel::g_platform.ip_socket = strdup(zeltest::tempPath("ip").c_str());
+        zel::g_platform.notify_socket = strdup(zeltest::tempPath("note").c_str());
         zel::g_platform.sleep_us = [](uint64_t us) {
             g_other_pauses += us != 2000000;
             std::unique_lock<std::mutex> lock(g_pause_mu);
@@ -106,14 +94,14 @@ public:
             lock.unlock();
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         };
-        g_ip_server = new FakeServer(g_ip_path);
-        g_note_server = new FakeServer(g_note_path);
+        g_ip_server = new FakeServer(zel::g_platform.ip_socket);
+        g_note_server = new FakeServer(zel::g_platform.notify_socket);
         ASSERT_EQ(init_ip_listener_thread(), 0);
         ASSERT_EQ(InitNotificationListenerThread(), 0);
         ASSERT_TRUE(g_ip_server->waitForConnections(1) && g_note_server->waitForConnections(1));
         ASSERT_TRUE(waitUntil([] {
-            return g_log->contains(S("Connected to server at ") + g_ip_path + "\n", LOG_INFO) &&
-                   g_log->contains(S("Connected to server at ") + g_note_path + "\n", LOG_INFO);
+            return g_log->contains(S("Connected to server at ") + zel::g_platform.ip_socket + "\n", LOG_INFO) &&
+                   g_log->contains(S("Connected to server at ") + zel::g_platform.notify_socket + "\n", LOG_INFO);
         }));
         g_log->clear();
 
@@ -134,7 +122,6 @@ public:
         delete g_ip_server;
         delete g_note_server;
         EXPECT_TRUE(waitUntil([&] { return g_log->count("Server closed the connection\n") >= closed + 2; }));
-        rmdir(g_dir);
     }
 };
 

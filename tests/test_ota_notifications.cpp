@@ -11,12 +11,11 @@ namespace {
 
 using Calls = std::vector<std::string>;
 
-std::mutex g_mu;
-Calls g_calls;
-Calls takeCalls() { std::lock_guard<std::mutex> lock(g_mu); return std::exchange(g_calls, {}); }
-void record(const std::string &what) { std::lock_guard<std::mutex> lock(g_mu); g_calls.push_back(what); }
-template <char Step> void onStep(int32_t code) { record(Step + std::to_string(code)); }
-void onInstall(int32_t code, int32_t progress) { record("i" + std::to_string(code) + "/" + std::to_string(progress)); }
+zeltest::Recorder<std::string> g_calls;
+template <char Step> void onStep(int32_t code) { g_calls.add(Step + std::to_string(code)); }
+void onInstall(int32_t code, int32_t progress) {
+    g_calls.add("i" + std::to_string(code) + "/" + std::to_string(progress));
+}
 const zelOTACallbacks kAll = {onStep<'c'>, onStep<'d'>, onInstall, onStep<'a'>};
 
 // Leaked: the listener thread and the server run until the process ends.
@@ -65,9 +64,9 @@ class OtaListener : public ::testing::Environment {
 TEST(OtaNotifications, FirstCallsOfSeveralThreadsRegisterTheHandlerOnce) {
     EXPECT_EQ(std::make_tuple(g_refused, g_registered, g_added), std::make_tuple(0, 1, 1));
     ASSERT_EQ(zelOTARegisterCallbacks(&kAll), 0);
-    takeCalls();
+    g_calls.take();
     deliver({3, 95, 40}, 1);
-    EXPECT_EQ(takeCalls(), Calls{"i95/40"});
+    EXPECT_EQ(g_calls.take(), Calls{"i95/40"});
 }
 
 TEST(OtaNotifications, CodesReachTheCallbackOfTheirRangeInOrder) {
@@ -93,7 +92,7 @@ TEST(OtaNotifications, CodesReachTheCallbackOfTheirRangeInOrder) {
     for (const auto &row : rows) {
         ASSERT_EQ(zelOTARegisterCallbacks(row.callbacks), 0);
         deliver(row.message, row.items);
-        EXPECT_EQ(takeCalls(), row.calls) << "row " << (&row - rows);
+        EXPECT_EQ(g_calls.take(), row.calls) << "row " << (&row - rows);
     }
     // Every OTA record is logged, with or without a callback; the other types are not.
     EXPECT_EQ(g_log->count("Received OTA notification: "), 19 + 4 + 4);

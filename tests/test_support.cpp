@@ -41,16 +41,10 @@ std::vector<LogLine> LogCapture::lines() {
     return g_log;
 }
 
-bool LogCapture::contains(const std::string &text, int priority) {
-    for (const LogLine &l : lines())
-        if (l.text.find(text) != std::string::npos && (priority < 0 || l.priority == priority)) return true;
-    return false;
-}
-
-int LogCapture::count(const std::string &text) {
+int LogCapture::count(const std::string &text, int priority) {
     int n = 0;
     for (const LogLine &l : lines())
-        if (l.text.find(text) != std::string::npos) ++n;
+        n += l.text.find(text) != std::string::npos && (priority < 0 || l.priority == priority);
     return n;
 }
 

@@ -28,17 +28,10 @@ public:
     LogCapture();
     ~LogCapture();
     std::vector<LogLine> lines();
-    bool contains(const std::string &text, int priority = -1);
-    int count(const std::string &text);
+    // Lines that hold `text` (at `priority`, unless it is -1).
+    int count(const std::string &text, int priority = -1);
+    bool contains(const std::string &text, int priority = -1) { return count(text, priority) > 0; }
     void clear();
-};
-
-// Owns a zelString for the length of a test.
-struct Owned {
-    zelString *s = nullptr;
-    ~Owned() { zelFreeString(s); }
-    zelString **out() { return &s; }
-    std::string str() const { return s ? std::string(s->data, static_cast<size_t>(s->len)) : "<null>"; }
 };
 
 // A started link (queue, connection, receive thread) to a fake server.

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,6 +18,7 @@
 #include <set>
 
 #include "server.h"
+#include "zelsim_process.h"
 
 namespace {
 
@@ -28,19 +28,14 @@ using Args = std::vector<std::string>;
 
 const char kLog[] = "/tmp/zelctl_e2e_test.log";
 const char kScenario[] = "/tmp/zelctl_e2e_test.yaml";
-const char *const kPaths[] = {"/tmp/zelto_unix_socket", "/tmp/ip_change_notify.sock", "/tmp/sdk_server_notification.sock",
-                              "/tmp/zelsim_control.sock", "/tmp/zelto-sdk-lock"};
+using zeltest::fixedPaths;
 
-bool exists(const char *path) {
+bool exists(const std::string &path) {
     struct stat st;
-    return lstat(path, &st) == 0;
+    return lstat(path.c_str(), &st) == 0;
 }
 
-bool waitFor(const std::function<bool()> &pred, int ms = 10000) {
-    for (auto end = Clock::now() + std::chrono::milliseconds(ms); Clock::now() < end; usleep(20000))
-        if (pred()) return true;
-    return pred();
-}
+bool waitFor(const std::function<bool()> &pred) { return zeltest::waitUntil(pred, 10000); }
 
 Json without(Json j, const char *key) {
     j.erase(key);
@@ -117,22 +112,15 @@ public:
     static bool port;         // the simulator made /dev/smd10 as its own link
 
     void SetUp() override {
-        for (const char *p : kPaths)
-            if (exists(p)) return void(skip = std::string(p) + " exists: another server or library run holds the fixed paths");
+        if (!(skip = zeltest::claimFixedPaths()).empty()) return;
         std::ofstream(kScenario) << "modem:\n  pin_enabled: true\n  scan: 1s\n  ttff: 1s\n  ota_check: 300ms\n"
                                     "  ota_download: 500ms\n  ota_install: 1s\n  ota_activate: 300ms\n  restart: 1s\n"
                                     "  sms:\n    - {from: \"+15550100\", text: \"Welcome to Zelto\"}\n";
         // The real modem port path is touched only when nothing is there.
         bool link = geteuid() == 0 && !exists("/dev/smd10");
-        pid_ = fork();
-        if (pid_ == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGTERM);
-            int log = open(kLog, O_WRONLY | O_CREAT | O_TRUNC, 0644);
-            dup2(log, 2);
-            execl(ZELSIM_BINARY, "zelsim", "-v", "--scenario", kScenario,
-                  link ? "--modem-link=/dev/smd10" : "--no-modem-link", nullptr);
-            _exit(127);
-        }
+        unlink(kLog);
+        pid_ = zeltest::startSimulator({"-v", "--scenario", kScenario, link ? "--modem-link=/dev/smd10" : "--no-modem-link"},
+                                       kLog);
         std::string status;
         if (!waitFor([&] { return (status = ctl("status")).rfind("ok", 0) == 0; }))
             return void(skip = std::string("the simulator did not start; see ") + kLog);
@@ -141,11 +129,8 @@ public:
 
     void TearDown() override {
         if (pid_ <= 0) return;
-        int status = -1;
-        kill(pid_, SIGTERM);
-        waitpid(pid_, &status, 0);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-        for (const char *p : kPaths) EXPECT_FALSE(exists(p)) << p << " was left behind";
+        EXPECT_EQ(0, zeltest::stopSimulator(pid_));
+        for (const std::string &p : fixedPaths()) EXPECT_FALSE(exists(p)) << p << " was left behind";
         if (port) EXPECT_FALSE(exists("/dev/smd10")) << "the modem port link was left behind";
         unlink(kScenario);
         if (::testing::UnitTest::GetInstance()->Passed()) unlink(kLog);  // kept only to explain a failure
@@ -158,7 +143,7 @@ std::string Simulator::skip;
 bool Simulator::port = false;
 
 #define NEED_SIMULATOR() \
-    if (!Simulator::skip.empty()) GTEST_SKIP() << Simulator::skip
+    if (!Simulator::skip.empty()) ZEL_SKIP_OR_FAIL_UNDER_CI(Simulator::skip)
 
 TEST(Zelctl, EverySubcommandAsJson) {
     NEED_SIMULATOR();
@@ -246,7 +231,7 @@ TEST(Zelctl, EverySubcommandAsJson) {
         row.check(json(row.args));
     }
     // The module restarts to run the update: the server goes away and comes back.
-    ASSERT_TRUE(waitFor([] { return !exists(kPaths[0]); }) && waitFor([] { return exists(kPaths[0]); }));
+    ASSERT_TRUE(waitFor([] { return !exists(fixedPaths()[0]); }) && waitFor([] { return exists(fixedPaths()[0]); }));
     Json status = json({"ota", "status"});
     EXPECT_EQ("success", status["last_update"]);
     EXPECT_TRUE(std::regex_match(status["completed"].get<std::string>(), clock)) << status;

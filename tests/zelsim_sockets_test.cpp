@@ -2,32 +2,22 @@
 // exact reply bytes, a scripted fault, a pushed notification, an IP change,
 // the modem port's message dialogue, robustness and a clean stop.
 #include <gtest/gtest.h>
-#include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 
-#include "server.h"
+#include "zelsim_process.h"
 
 namespace {
 
 using namespace zelsim;
+using zeltest::waitUntil;
 using Clock = std::chrono::steady_clock;
-
-bool waitFor(const std::function<bool()> &pred, int ms = 5000) {
-    for (auto end = Clock::now() + std::chrono::milliseconds(ms); Clock::now() < end; usleep(10000))
-        if (pred()) return true;
-    return pred();
-}
 
 // A started simulator; stopped with SIGTERM, and it must then exit 0.
 struct Sim {
@@ -40,25 +30,13 @@ struct Sim {
         owns_dir = existing_dir.empty();
         dir = owns_dir ? mkdtemp(tmpl) : existing_dir;
         std::ofstream(dir + "/scenario.yaml") << scenario;
-        pid = fork();
-        if (pid == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGTERM);
-            int log = open((dir + "/log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-            dup2(log, 2);
-            execl(ZELSIM_BINARY, "zelsim", "-v", "--dir", dir.c_str(), "--scenario", (dir + "/scenario.yaml").c_str(),
-                  nullptr);
-            _exit(127);
-        }
+        pid = zeltest::startSimulator({"-v", "--dir", dir, "--scenario", dir + "/scenario.yaml"}, dir + "/log");
     }
-    bool ready() {
-        return waitFor([this] { return control(dir, "status").rfind("ok", 0) == 0; });
-    }
+    bool ready() { return zeltest::simulatorStatus(dir).rfind("ok", 0) == 0; }
     int stop() {
-        int status = -1;
-        kill(pid, SIGTERM);
-        waitpid(pid, &status, 0);
+        int status = zeltest::stopSimulator(pid);
         pid = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return status;
     }
     ~Sim() {
         if (pid > 0) EXPECT_EQ(0, stop());
@@ -117,7 +95,7 @@ TEST(ZelsimSockets, RepliesFaultsNotificationsAndIpChanges) {
     EXPECT_EQ("\r\nZELTO\r\n\r\nOK\r\n", cmd.ask("AT+CGMI\r\n", "\r\nZELTO\r\n\r\nOK\r\n"));
     EXPECT_EQ("\r\nERROR\r\n", cmd.ask("AT+NOSUCH\r\n", "\r\nERROR\r\n"));
 
-    ASSERT_TRUE(waitFor([&] { return control(sim.dir, "status").find("ip=1 notify=1") != std::string::npos; }));
+    ASSERT_TRUE(waitUntil([&] { return control(sim.dir, "status").find("ip=1 notify=1") != std::string::npos; }));
     EXPECT_EQ("ok", control(sim.dir, R"({notify: [{type: new_sms, value: 1}, {type: urc, text: "+CMTI: 1"}]})"));
     EXPECT_EQ(std::string("\x02\x01\x04\0\0\0\x08+CMTI: 1", 15), notify.read(15));
     std::string ip_text = "ip_change cid=1 if=rmnet_data0 ip=10.64.1.11";
@@ -154,7 +132,7 @@ TEST(ZelsimSockets, SurvivesGarbageLongLinesAndClientsThatLeave) {
     // A restart closes the link and comes back.
     EXPECT_EQ("ok", control(sim.dir, "{restart: 200ms}"));
     EXPECT_EQ("", next.read(1));
-    EXPECT_TRUE(waitFor([&] { return Client(path).fd >= 0; }));
+    EXPECT_TRUE(waitUntil([&] { return Client(path).fd >= 0; }));
     EXPECT_EQ(0, sim.stop());
 }
 
@@ -178,7 +156,7 @@ TEST(ZelsimSockets, OneInstanceAtATimeAndNothingLeftBehind) {
     ASSERT_TRUE(sim.ready());
     Sim second(kScenario, sim.dir);
     int status = -1;
-    ASSERT_TRUE(waitFor([&] { return waitpid(second.pid, &status, WNOHANG) == second.pid; }));
+    ASSERT_TRUE(waitUntil([&] { return waitpid(second.pid, &status, WNOHANG) == second.pid; }));
     second.pid = -1;
     EXPECT_EQ(1, WEXITSTATUS(status));
     EXPECT_EQ(0, sim.stop());
