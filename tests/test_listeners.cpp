@@ -193,18 +193,25 @@ TEST(Registries, EleventhRegistrationFailsAndKeepsTheTen) {
 }
 
 TEST(Listeners, ReconnectAfterTheServersReturnWithoutSpinning) {
+    std::map<std::thread::id, int> before;
+    auto snapshot = [&] { std::lock_guard<std::mutex> lock(g_pause_mu); before = *g_pauses; };
+    auto pausedAtLeast = [&](int n) {  // the listener threads that paused `n` times since the snapshot
+        std::lock_guard<std::mutex> lock(g_pause_mu);
+        int threads = 0;
+        for (const auto &t : *g_pauses) threads += t.second - before[t.first] >= n;
+        return threads;
+    };
+    // A connection the server closes is followed by a pause before the next one.
     int ip_connections = g_ip_server->connections(), note_connections = g_note_server->connections();
-    std::unique_lock<std::mutex> lock(g_pause_mu);
-    std::map<std::thread::id, int> before = *g_pauses;
-    lock.unlock();
+    snapshot();
+    for (FakeServer *s : {g_ip_server, g_note_server}) s->dropClients();
+    ASSERT_TRUE(g_ip_server->waitForConnections(++ip_connections));
+    ASSERT_TRUE(g_note_server->waitForConnections(++note_connections));
+    EXPECT_EQ(pausedAtLeast(1), 2);
+    snapshot();
     for (FakeServer *s : {g_ip_server, g_note_server}) s->stop();
     // While the servers are gone each listener keeps pausing 2 s between attempts.
-    EXPECT_TRUE(waitUntil([&] {
-        std::lock_guard<std::mutex> lock(g_pause_mu);
-        int retrying = 0;
-        for (const auto &t : *g_pauses) retrying += t.second - before[t.first] >= 3;
-        return retrying == 2;
-    }));
+    EXPECT_TRUE(waitUntil([&] { return pausedAtLeast(3) == 2; }));
     EXPECT_EQ(g_other_pauses.load(), 0);
     for (FakeServer *s : {g_ip_server, g_note_server}) s->start();
     ASSERT_TRUE(g_ip_server->waitForConnections(ip_connections + 1));

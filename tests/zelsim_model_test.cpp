@@ -74,6 +74,7 @@ TEST(ZelsimModel, PinAndPukCounters) {
         {"AT+CPIN=0000,\"\"", wrong},
         {"AT+CPIN=0000,\"\"", wrong},
         {"AT+CPINR?", ok("+CPINR: SIM PIN,1,3\r\n+CPINR: SIM PUK,10,10")},
+        {"AT+CPIN?", ok("+CPIN: SIM PIN")},  // two wrong tries do not block it
         {"AT+CPIN=0000,\"\"", wrong},
         {"AT+CPIN?", ok("+CPIN: SIM PUK")},
         {"AT+CPIN=1234,\"\"", wrong},  // the PIN no longer helps
