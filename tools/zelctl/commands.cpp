@@ -345,10 +345,11 @@ Output otaStatus() {
 }
 
 Output watch(const Args &a) {
-    Session session;
-    catchInterrupts();
+    // Registered before zelInit starts the listeners, so no event that reaches them is missed.
     registerNotifications();
     registerIpChanges();
+    Session session;
+    catchInterrupts();
     settleListeners();
     fprintf(stderr, "Watching notifications and IP changes (Ctrl-C ends)\n");
     auto deadline = steady_clock::now() + seconds(a.watchTimeout > 0 ? a.watchTimeout : 365L * 24 * 3600);
