@@ -8,14 +8,10 @@
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -32,36 +28,20 @@ inline const std::vector<std::string> &fixedPaths() {
     return paths;
 }
 
-// Makes the fixed paths free for this test: a socket no one listens on, a
-// lock no process holds and a modem port link to a vanished pseudo-terminal
-// are what a killed run left behind, and go. Returns
-// why the paths cannot be had ("" once they are free): a live server or a
-// running library is never disturbed. Under CI nothing else may hold them,
-// so the caller fails instead of skipping.
+// Makes the fixed paths usable for this test, or says why they are not
+// ("" when they are): another program runs the library (it holds its lock
+// file). A lock file that no one holds is a killed run's, and goes: the
+// library refuses to start while the file exists. The simulator clears the
+// rest of what a killed run left (stale sockets, a link to a vanished
+// pseudo-terminal) and refuses to start while a live server holds a socket.
 inline std::string claimFixedPaths() {
-    for (const std::string &p : fixedPaths()) {
-        if (access(p.c_str(), F_OK) != 0) continue;
-        bool live;
-        if (p == "/tmp/zelto-sdk-lock") {
-            int fd = open(p.c_str(), O_RDONLY | O_CLOEXEC);
-            live = fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) != 0;
-            if (fd >= 0) close(fd);
-        } else {
-            int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-            sockaddr_un addr{};
-            addr.sun_family = AF_UNIX;
-            strncpy(addr.sun_path, p.c_str(), sizeof addr.sun_path - 1);
-            live = connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0 || errno != ECONNREFUSED;
-            close(fd);
-        }
-        if (live) return p + " is in use: another server, simulator or library run holds the fixed paths";
-        unlink(p.c_str());
-    }
-    // A killed simulator's modem port link points at a pseudo-terminal that is gone.
-    char target[64] = {};
-    if (readlink("/dev/smd10", target, sizeof target - 1) > 0 && strncmp(target, "/dev/pts/", 9) == 0 &&
-        access(target, F_OK) != 0)
-        unlink("/dev/smd10");
+    const char *lock = "/tmp/zelto-sdk-lock";
+    int fd = open(lock, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return "";
+    bool held = flock(fd, LOCK_EX | LOCK_NB) != 0;
+    close(fd);
+    if (held) return std::string(lock) + " is held: another program runs the library";
+    unlink(lock);
     return "";
 }
 
@@ -93,9 +73,9 @@ inline int stopSimulator(pid_t pid) {
 }
 
 // The status line of the simulator serving `dir` ("" for the fixed paths), once it answers "ok...".
-inline std::string simulatorStatus(const std::string &dir) {
+inline std::string simulatorStatus(const std::string &dir, int timeout_ms = 5000) {
     std::string status;
-    waitUntil([&] { return (status = zelsim::control(dir, "status")).rfind("ok", 0) == 0; });
+    waitUntil([&] { return (status = zelsim::control(dir, "status")).rfind("ok", 0) == 0; }, timeout_ms);
     return status;
 }
 

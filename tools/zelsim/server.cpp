@@ -221,6 +221,11 @@ void Server::openPort() {
         logLine("modem port: %s", pty_.c_str());
         return;
     }
+    // A link to a pseudo-terminal that is gone was left by a killed simulator.
+    char old[64] = {};
+    if (readlink(link.c_str(), old, sizeof old - 1) > 0 && strncmp(old, "/dev/pts/", 9) == 0 && access(old, F_OK) != 0 &&
+        unlink(link.c_str()) == 0)
+        logLine("removed %s, a link to %s, which is gone", link.c_str(), old);
     struct stat st;
     if (lstat(link.c_str(), &st) == 0) {
         logLine("modem port: %s; %s exists already and is left as it is", pty_.c_str(), link.c_str());
