@@ -5,6 +5,7 @@
 namespace {
 
 zel::CallbackRegistry<zelIPChangedCallback> g_registry;
+std::atomic<bool> g_started{false};
 
 void *ip_listener_loop(void *) {
     // Over 15 characters: refused, the thread keeps its inherited name.
@@ -27,11 +28,7 @@ void *ip_listener_loop(void *) {
 extern "C" {
 
 int32_t init_ip_listener_thread(void) {
-    if (zel::startDetached(ip_listener_loop) != 0) {
-        zelto_sdk_log(LOG_ERR, "pthread_create: failed");
-        return -1;
-    }
-    return 0;
+    return zel::startListenerOnce(g_started, ip_listener_loop, "pthread_create: failed");
 }
 
 int32_t RegisterIPChangedEvent(zelIPChangedCallback callback) { return g_registry.add(callback); }

@@ -1,24 +1,40 @@
 // Server link: connection and reconnection, the receive thread that cuts the
 // byte stream into replies, the reply queue and the one transaction call.
+//
+// Locks and waits, written once:
+// - g_mu guards every field of g_link (the current connection, the
+//   transaction token, the callers inside, the closing mark) and the nodes of
+//   the reply queue. g_cond, waited on with the monotonic clock, is broadcast
+//   whenever one of them changes. g_mu is held only for moments: never
+//   across a blocking socket call, a log line, a join or a sleep, and no other
+//   lock is taken while it is held. It is the only lock of this file.
+// - The transaction token (g_link.busy) stands where a lock held across the
+//   wait for the server would: one caller at a time owns the link from the
+//   flush of stale replies to the taking of its reply. Only the owner
+//   connects, sends, and retires a connection; others wait on g_cond for the
+//   token, within their own deadline.
+// - Every wait has the calling command's deadline: connect retries a full
+//   backlog until then, send waits for room with poll, the reply wait ends
+//   then. linkClose marks the link closing, shuts the connection down and
+//   broadcasts, so that each of those waits ends at once, and frees nothing
+//   while a caller is still inside.
+// - A receive thread takes g_mu only to hand over a reply or to mark its
+//   connection closed. Its connection's descriptor is closed only once the
+//   thread has ended, by whoever retires the connection.
 #include "link.h"
 
 #include <errno.h>
 #include <poll.h>
-#include <sched.h>
-#include <signal.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
-#include <sys/time.h>
-#include <sys/un.h>
 #include <syslog.h>
-#include <time.h>
 #include <unistd.h>
 
+#include "deadline.h"
 #include "framer.h"
-#include "listener.h"
 #include "log.h"
 #include "platform.h"
 
@@ -37,132 +53,122 @@ zelString *(*sdkSendATcmd)(const char *command, int32_t length, int32_t timeout_
 namespace zel {
 
 std::atomic<int32_t> client_socket_fd{-1};
-std::atomic<uint8_t> connection_active{0};
-// Error-checking: a signal handler that interrupted its holder is told so
-// instead of locking it again.
-pthread_mutex_t connection_lock = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
-pthread_mutex_t transaction_lock = PTHREAD_MUTEX_INITIALIZER;
 
 namespace {
 
-// One receive thread and what it needs to be stopped.
-struct Receiver {
+// How long linkClose waits for callers to leave, and for a receive thread to
+// end, before it leaves them to the end of the process.
+constexpr int64_t kCallersLeaveMs = 1500;
+constexpr int64_t kReceiverEndMs = 300;
+
+enum ReceiverState { kRunning, kFinished, kOrphaned };
+
+// One connection to the server and its receive thread.
+struct Connection {
+    int fd;
+    int wake_fd;  // eventfd written to stop the thread
     pthread_t thread;
-    int fd;       // the connection it reads, fixed for its life
-    int wake_fd;  // eventfd: written to stop the thread
-    uint32_t serial;  // of its connection
+    bool reading;  // the thread was started
+    bool closed;   // (g_mu) the server ended the stream
     std::atomic<bool> stop;
-    std::atomic<bool> finished;  // set as its body returns
+    // kRunning until the thread ends (kFinished); kOrphaned when whoever
+    // stopped it gave up waiting: the thread then frees the connection itself.
+    std::atomic<int> state;
     std::atomic<pid_t> tid;
+    ReplyFramer framer;
 };
 
-std::atomic<response_queue *> g_queue{nullptr};
-// The open connection and its receiver, guarded by connection_lock. They
-// outlive a drop until retired, so that a descriptor is closed only once no
-// transaction can still use it and one receiver is joined before the next.
-int g_conn_fd = -1;
-Receiver *g_receiver = nullptr;
-// Held while a transaction picks the descriptor and sends on it, while the
-// receive thread or a failed send takes the connection away, and while a new
-// one is published: then nobody still sends on a descriptor that the drop is
-// about to close. Taken with nothing else held but transaction_lock or
-// connection_lock.
-pthread_mutex_t send_lock = PTHREAD_MUTEX_INITIALIZER;
-// Counts connections, so that a late drop finds its own even when a new
-// connection got the same descriptor number. Written with connection_lock and
-// send_lock both held, read with either.
-uint32_t g_conn_serial = 0;
-// Kernel thread id of the running receive thread, 0 when none runs.
-std::atomic<pid_t> g_receive_tid{0};
-// How long a signal handler's zelExit waits for the link before leaving it to
-// the end of the process.
-constexpr int64_t kSignalExitWaitMs = 1000;
-// Counts commands sent; the receive thread stops discarding when it moves.
-std::atomic<uint32_t> g_send_generation{0};
-// Carried-over text; used by one receive thread at a time.
-ReplyFramer g_framer;
+struct Link {
+    response_queue *queue;  // made by create_queue; its nodes are guarded by g_mu
+    Connection *conn;       // the current connection, or NULL
+    bool busy;              // the transaction token is taken
+    int users;              // callers inside sdkSendATcmdViaSocket
+    bool closing;           // linkClose runs: waits end, nobody enters
+    ReplyFramer carry;      // text carried over from an ended connection
+};
 
+pthread_mutex_t g_mu = PTHREAD_MUTEX_INITIALIZER;
+pthread_cond_t g_cond = PTHREAD_COND_INITIALIZER;
+Link g_link;
+// g_link.closing, for a connect that retries a full backlog.
+std::atomic<bool> g_closing{false};
+// Counts commands sent; a receive thread stops discarding when it moves.
+std::atomic<uint32_t> g_send_generation{0};
+// The connection whose receive thread runs on this thread.
+__thread Connection *t_reading __attribute__((tls_model("initial-exec")));
+
+// Waits on g_cond (g_mu held) until `deadline`: false once it has passed.
+bool waitUntil(MonoNs deadline) {
+    struct timespec ts = toTimespec(deadline);
+    return pthread_cond_clockwait(&g_cond, &g_mu, CLOCK_MONOTONIC, &ts) != ETIMEDOUT;
+}
+
+void freeNodes(response_queue *q) {
+    response_node *n = q->head;
+    while (n) {
+        response_node *next = n->next;
+        free(n->data);
+        free(n);
+        n = next;
+    }
+    q->head = q->tail = nullptr;
+}
+
+// A complete reply from the receive thread: queued and signalled, unless its
+// connection has been retired meanwhile.
 void appendReply(const Cut &cut) {
     if (cut.data == nullptr) {
         ZEL_LOG(LOG_ERR, "failed to allocate mem for data");
         return;
     }
-    response_queue *q = g_queue.load();
     response_node *node = static_cast<response_node *>(malloc(sizeof(response_node)));
-    if (q == nullptr || node == nullptr) {
-        if (node == nullptr) ZEL_LOG(LOG_ERR, "failed to allocate mem for new node");
-        free(node);
+    if (node == nullptr) {
+        ZEL_LOG(LOG_ERR, "failed to allocate mem for new node");
         free(cut.data);
         return;
     }
     node->data = cut.data;
     node->len = cut.len;
     node->next = nullptr;
-    pthread_mutex_lock(&q->mutex);
-    if (q->tail) q->tail->next = node; else q->head = node;
-    q->tail = node;
-    pthread_cond_signal(&q->cond);
-    pthread_mutex_unlock(&q->mutex);
+    pthread_mutex_lock(&g_mu);
+    response_queue *q = g_link.queue;
+    if (q != nullptr && g_link.conn == t_reading) {
+        if (q->tail) q->tail->next = node; else q->head = node;
+        q->tail = node;
+        node = nullptr;
+        pthread_cond_broadcast(&g_cond);
+    }
+    pthread_mutex_unlock(&g_mu);
+    if (node != nullptr) {
+        free(node->data);
+        free(node);
+    }
 }
 
-void retireConnection(const struct timespec *deadline = nullptr);
-
-// Handles the drop of connection `arg` (its serial) as after a failed send,
-// unless a reconnection or linkClose has retired it already.
-void *dropClosedConnection(void *arg) {
-    pthread_setname_np(pthread_self(), "link_drop");
-    pthread_mutex_lock(&connection_lock);
-    if (g_conn_serial == static_cast<uint32_t>(reinterpret_cast<uintptr_t>(arg)) && g_conn_fd >= 0) {
-        ZEL_LOG(LOG_ERR, "On connection drop, perform cleanup");
-        connection_active.store(0);
-        retireConnection();
-    }
-    pthread_mutex_unlock(&connection_lock);
-    return nullptr;
-}
-
-// The server closed the connection (end of stream or a receive error): later
-// commands find -1 and fail, the one in flight is woken. Then a short-lived
-// thread handles the drop, since this one cannot join itself.
-void serverClosed(Receiver *self) {
-    pthread_mutex_lock(&send_lock);
-    bool ours = g_conn_serial == self->serial && client_socket_fd.load() > 0;
-    if (ours) client_socket_fd.store(-1);
-    pthread_mutex_unlock(&send_lock);
-    if (!ours) return;  // a drop or linkClose is retiring it already
-    if (response_queue *q = g_queue.load()) {
-        pthread_mutex_lock(&q->mutex);
-        q->server_closed = true;
-        pthread_cond_signal(&q->cond);
-        pthread_mutex_unlock(&q->mutex);
-    }
-    // Failing that, the next command's reconnection retires the connection.
-    startDetached(dropClosedConnection, reinterpret_cast<void *>(uintptr_t{self->serial}));
+void closeConnection(Connection *c) {
+    if (c->wake_fd >= 0) close(c->wake_fd);
+    close(c->fd);
+    c->framer.release();
+    free(c);
 }
 
 void *receive_loop(void *arg) {
-    Receiver *self = static_cast<Receiver *>(arg);
+    Connection *self = static_cast<Connection *>(arg);
+    t_reading = self;
     pthread_setname_np(pthread_self(), "receive_thread");
-    pid_t tid = static_cast<pid_t>(syscall(SYS_gettid));
-    self->tid.store(tid);
-    g_receive_tid.store(tid);
+    self->tid.store(static_cast<pid_t>(syscall(SYS_gettid)));
     char chunk[ReplyFramer::kBurstMax];
-    BurstTracer tracer(g_framer, extended_errors, 5, appendReply);
+    BurstTracer tracer(self->framer, extended_errors, 5, appendReply);
     uint32_t seen_generation = g_send_generation.load();
     bool closed = false;
-    while (!closed && connection_active.load() && !self->stop.load()) {
+    while (!closed && !self->stop.load()) {
         struct pollfd fds[2] = {{self->wake_fd, POLLIN, 0}, {self->fd, POLLIN, 0}};
         // Idle: block until bytes or a stop arrive. In a burst: 1 ms of
         // silence ends it, timed by a high-resolution timer.
         const struct timespec silence = {0, 1000000};
         int rc = ppoll(fds, 2, tracer.inBurst() ? &silence : nullptr, nullptr);
         if (rc < 0 && errno == EINTR) continue;
-        if (fds[0].revents) {
-            uint64_t ignored;
-            if (read(self->wake_fd, &ignored, sizeof ignored) < 0) {
-            }
-            continue;
-        }
+        if (fds[0].revents) continue;  // stop was set
         if (rc == 0) {
             tracer.endBurst();
             tracer.writeTraces();
@@ -180,235 +186,289 @@ void *receive_loop(void *arg) {
     // A burst cut short ends here: the next connection never starts out
     // discarding the rest of an old burst.
     if (tracer.inBurst()) tracer.endBurst();
-    if (closed) serverClosed(self);
+    bool current = false;
+    if (closed) {
+        // The call in flight ends at once; the next one retires this
+        // connection and connects anew.
+        pthread_mutex_lock(&g_mu);
+        self->closed = true;
+        current = g_link.conn == self && !self->stop.load();
+        if (current) client_socket_fd.store(-1);
+        pthread_cond_broadcast(&g_cond);
+        pthread_mutex_unlock(&g_mu);
+    }
     tracer.writeTraces();
-    g_receive_tid.compare_exchange_strong(tid, 0);
-    self->finished.store(true);
+    if (current) ZEL_LOG(LOG_ERR, "On connection drop, perform cleanup");
+    int expected = kRunning;
+    if (!self->state.compare_exchange_strong(expected, kFinished)) closeConnection(self);  // orphaned
     return nullptr;
 }
 
-Receiver *startReceiver(int fd) {
-    Receiver *r = static_cast<Receiver *>(calloc(1, sizeof(Receiver)));
-    if (r == nullptr) return nullptr;
-    r->fd = fd;
-    r->serial = g_conn_serial;
-    r->stop.store(false);
-    r->finished.store(false);
-    r->tid.store(0);
-    r->wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (r->wake_fd < 0) {
-        free(r);
+// A connection over `fd` whose receive thread starts from the carried-over
+// text. NULL when no memory; `reading` false when the thread did not start.
+Connection *openConnection(int fd) {
+    Connection *c = static_cast<Connection *>(calloc(1, sizeof(Connection)));
+    if (c == nullptr) return nullptr;
+    c->fd = fd;
+    c->state.store(kRunning);
+    c->wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    pthread_mutex_lock(&g_mu);
+    c->framer = g_link.carry;
+    g_link.carry = ReplyFramer();
+    pthread_mutex_unlock(&g_mu);
+    c->reading = c->wake_fd >= 0 && pthread_create(&c->thread, nullptr, receive_loop, c) == 0;
+    if (!c->reading) {
+        pthread_mutex_lock(&g_mu);
+        g_link.carry = c->framer;
+        c->framer = ReplyFramer();
+        pthread_mutex_unlock(&g_mu);
+    }
+    return c;
+}
+
+// Stops the receive thread of a connection that nobody else can reach any
+// more and frees it, keeping its carried-over text for the next one. A
+// thread that has not ended by `deadline` is left to free it when it does.
+void retire(Connection *c, MonoNs deadline) {
+    if (c == nullptr) return;
+    if (c->reading) {
+        c->stop.store(true);
+        uint64_t one = 1;
+        if (write(c->wake_fd, &one, sizeof one) < 0) {
+        }
+        // The thread cannot wait for itself: it frees the connection as it ends.
+        bool self = pthread_equal(pthread_self(), c->thread);
+        while (!self && c->state.load() == kRunning && monoNow() < deadline) {
+            struct timespec step = {0, 1000000};
+            nanosleep(&step, nullptr);
+        }
+        int expected = kRunning;
+        if (c->state.compare_exchange_strong(expected, kOrphaned)) {
+            pthread_detach(c->thread);
+            return;
+        }
+        pthread_join(c->thread, nullptr);
+        pthread_mutex_lock(&g_mu);
+        g_link.carry.release();
+        g_link.carry = c->framer;
+        c->framer = ReplyFramer();
+        pthread_mutex_unlock(&g_mu);
+    }
+    closeConnection(c);
+}
+
+// g_mu held: takes the current connection away from the link.
+Connection *detachConnection() {
+    Connection *c = g_link.conn;
+    g_link.conn = nullptr;
+    client_socket_fd.store(-1);
+    return c;
+}
+
+enum class Entry { Owner, NoLink, Timeout };
+
+// Takes the transaction token before `deadline`.
+Entry enter(MonoNs deadline) {
+    pthread_mutex_lock(&g_mu);
+    if (g_link.queue == nullptr || g_link.closing) {
+        pthread_mutex_unlock(&g_mu);
+        return Entry::NoLink;
+    }
+    ++g_link.users;
+    while (g_link.busy && !g_link.closing && waitUntil(deadline)) {
+    }
+    Entry e = g_link.closing ? Entry::NoLink : g_link.busy ? Entry::Timeout : Entry::Owner;
+    if (e == Entry::Owner) {
+        g_link.busy = true;
+    } else {
+        --g_link.users;
+        pthread_cond_broadcast(&g_cond);
+    }
+    pthread_mutex_unlock(&g_mu);
+    return e;
+}
+
+// Gives the token back and leaves.
+void leave() {
+    pthread_mutex_lock(&g_mu);
+    g_link.busy = false;
+    --g_link.users;
+    pthread_cond_broadcast(&g_cond);
+    pthread_mutex_unlock(&g_mu);
+}
+
+// A connected socket before `deadline`, or -1 after the log line of its
+// failure (`connect_failed` for a server that does not accept).
+int connectServer(MonoNs deadline, const char *connect_failed, int line) {
+    ConnectFailure why;
+    uid_t uid = 0;
+    int fd = connectUnix(g_platform.server_socket, deadline, &why, &uid, &g_closing);
+    switch (why) {
+        case ConnectFailure::None:
+            break;
+        case ConnectFailure::Socket:
+            zelto_sdk_log(LOG_ERR, "%s:%d: Socket creation error", kTag, line);
+            break;
+        case ConnectFailure::Connect:
+            zelto_sdk_log(LOG_ERR, "%s:%d: %s", kTag, line, connect_failed);
+            break;
+        case ConnectFailure::Peer:
+            zelto_sdk_log(LOG_ERR, "%s:%d: Refused server at %s: it runs as uid %d, not root or uid %d", kTag,
+                          line, g_platform.server_socket, static_cast<int>(uid), static_cast<int>(geteuid()));
+            break;
+    }
+    return fd;
+}
+
+// Owner of the token, no connection: makes `fd` the connection, with its
+// receive thread, unless the link is closing. NULL when it closed the
+// descriptor instead.
+Connection *publish(int fd) {
+    Connection *c = openConnection(fd);
+    if (c == nullptr) {
+        close(fd);
         return nullptr;
     }
-    if (pthread_create(&r->thread, nullptr, receive_loop, r) != 0) {
-        close(r->wake_fd);
-        free(r);
-        return nullptr;
+    pthread_mutex_lock(&g_mu);
+    bool closing = g_link.closing;
+    if (!closing) {
+        g_link.conn = c;
+        client_socket_fd.store(fd);
     }
-    return r;
+    pthread_mutex_unlock(&g_mu);
+    if (!closing) return c;
+    retire(c, afterMs(kReceiverEndMs));
+    return nullptr;
 }
 
-// Polls `done` every millisecond until it holds or `deadline` passes.
-template <typename Done>
-bool pollUntil(Done done, const struct timespec &deadline) {
-    const struct timespec step = {0, 1000000};
-    for (;;) {
-        if (done()) return true;
-        struct timespec now;
-        clock_gettime(CLOCK_MONOTONIC, &now);
-        if (now.tv_sec > deadline.tv_sec || (now.tv_sec == deadline.tv_sec && now.tv_nsec >= deadline.tv_nsec))
-            return false;
-        nanosleep(&step, nullptr);
-    }
-}
-
-// `deadline`: when the receiver has not finished by then, it is left running
-// (the process is about to end) and its record kept.
-void stopReceiver(Receiver *r, const struct timespec *deadline) {
-    if (r == nullptr) return;
-    r->stop.store(true);
-    uint64_t one = 1;
-    if (write(r->wake_fd, &one, sizeof one) < 0) {
-    }
-    // A signal handler running on the receive thread cannot join itself.
-    if (pthread_equal(pthread_self(), r->thread)) {
-        pthread_detach(r->thread);
-        return;  // the thread ends when the handler returns; its record stays
-    }
-    if (deadline != nullptr && !pollUntil([r] { return r->finished.load(); }, *deadline)) return;
-    pthread_join(r->thread, nullptr);
-    close(r->wake_fd);
-    free(r);
-}
-
-// Under connection_lock: stops the receiver and closes the connection.
-void retireConnection(const struct timespec *deadline) {
-    stopReceiver(g_receiver, deadline);
-    g_receiver = nullptr;
-    if (g_conn_fd >= 0) close(g_conn_fd);
-    g_conn_fd = -1;
-}
-
-// A new Unix stream socket connected to the server, or -1 with `*created`
-// telling whether the socket itself could be made.
-int connectServer(bool *created) {
-    *created = false;
-    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return -1;
-    *created = true;
-    if (connectUnix(fd, g_platform.server_socket)) return fd;
-    close(fd);
-    return -1;
-}
-
-// Under connection_lock: makes `fd` the connection, a new one.
-void publishConnection(int fd) {
-    g_conn_fd = fd;
-    pthread_mutex_lock(&send_lock);
-    ++g_conn_serial;
-    client_socket_fd.store(fd);
-    pthread_mutex_unlock(&send_lock);
-}
-
-// Under connection_lock: three attempts, no pause between them.
-bool reconnect() {
-    retireConnection();
+// Owner of the token: three attempts, no pause between them.
+Connection *reconnect(MonoNs deadline) {
     for (int attempt = 0; attempt < 3; ++attempt) {
-        bool created;
-        int fd = connectServer(&created);
-        if (fd < 0) {
-            if (!created) ZEL_LOG(LOG_ERR, "Socket creation error");
-            else ZEL_LOG(LOG_ERR, "Retry connect failed");
+        int fd = connectServer(deadline, "Retry connect failed", __LINE__);
+        if (fd < 0) continue;
+        Connection *c = publish(fd);
+        if (c == nullptr) return nullptr;
+        zelto_sdk_log(LOG_INFO, "%s:%d: %d: Client socket reconnected\n", kTag, __LINE__, __LINE__);
+        // The command still goes out; its wait ends by the deadline.
+        if (!c->reading) ZEL_LOG(LOG_ERR, "failed to create receive_thread");
+        return c;
+    }
+    return nullptr;
+}
+
+// Owner of the token: the connection to send on, after retiring one the
+// server has closed and connecting anew when there is none.
+Connection *usableConnection(MonoNs deadline) {
+    pthread_mutex_lock(&g_mu);
+    Connection *dead = g_link.conn && g_link.conn->closed ? detachConnection() : nullptr;
+    Connection *c = g_link.conn;
+    pthread_mutex_unlock(&g_mu);
+    retire(dead, deadline);
+    return c ? c : reconnect(deadline);
+}
+
+// Owner of the token: writes all bytes before `deadline`. A connection that
+// takes nothing waits for room; linkClose's shutdown ends that wait.
+bool sendAll(Connection *c, const char *data, size_t len, MonoNs deadline) {
+    int failures = 0;
+    while (len > 0) {
+        ssize_t n = send(c->fd, data, len, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n > 0) {
+            data += n;
+            len -= static_cast<size_t>(n);
             continue;
         }
-        publishConnection(fd);
-        zelto_sdk_log(LOG_INFO, "%s:%d: %d: Client socket reconnected\n", kTag, __LINE__, __LINE__);
-        connection_active.store(1);
-        g_receiver = startReceiver(fd);
-        if (g_receiver == nullptr) ZEL_LOG(LOG_ERR, "failed to create receive_thread");
-        return true;
+        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            struct pollfd p = {c->fd, POLLOUT, 0};
+            if (poll(&p, 1, msUntil(deadline)) == 0) return false;  // no room before the deadline
+            continue;
+        }
+        if (n < 0 && errno == EINTR) continue;
+        if (++failures == 3) return false;
+        g_platform.sleep_us(100);
     }
-    return false;
-}
-
-// Called with transaction_lock held after a failed send on connection
-// `serial`; releases it. A descriptor number can already belong to a newer
-// connection, so the connection is known by its serial.
-void dropConnection(uint32_t serial) {
-    ZEL_LOG(LOG_ERR, "failed to send");
-    // From here on no transaction uses the connection: the next one reconnects.
-    pthread_mutex_lock(&send_lock);
-    if (g_conn_serial == serial) client_socket_fd.store(-1);
-    pthread_mutex_unlock(&send_lock);
-    pthread_mutex_unlock(&transaction_lock);
-    ZEL_LOG(LOG_ERR, "On connection drop, perform cleanup");
-    pthread_mutex_lock(&connection_lock);
-    if (g_conn_serial == serial && g_conn_fd >= 0) {
-        connection_active.store(0);
-        retireConnection();
-    }
-    pthread_mutex_unlock(&connection_lock);
-}
-
-// Frees every queued reply; the caller holds the queue mutex or owns the queue.
-void freeNodes(response_queue *q) {
-    response_node *n = q->head;
-    while (n) {
-        response_node *next = n->next;
-        free(n->data);
-        free(n);
-        n = next;
-    }
-    q->head = q->tail = nullptr;
-}
-
-// Drops replies of earlier, timed-out commands and an earlier closed mark.
-void flushQueue(response_queue *q) {
-    pthread_mutex_lock(&q->mutex);
-    freeNodes(q);
-    q->server_closed = false;
-    pthread_mutex_unlock(&q->mutex);
-}
-
-struct timespec deadlineAfterMs(int64_t ms) {
-    struct timespec ts;
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    ts.tv_sec += static_cast<time_t>(ms / 1000);
-    ts.tv_nsec += static_cast<long>((ms % 1000) * 1000000);
-    if (ts.tv_nsec >= 1000000000L) {
-        ts.tv_sec += 1;
-        ts.tv_nsec -= 1000000000L;
-    }
-    return ts;
-}
-
-// Takes connection_lock in a signal handler without waiting long: the thread
-// it interrupted may hold it (the error-checking lock says so at once), a
-// holder may be joining the receive thread it runs on, or wait for something
-// the interrupted thread holds. 0 when taken.
-int lockInSignalHandler(const struct timespec &deadline) {
-    static const struct timespec kPast = {0, 0};  // tries once, never sleeps
-    bool on_receiver = g_receive_tid.load() == static_cast<pid_t>(syscall(SYS_gettid));
-    int rc = ETIMEDOUT;
-    pollUntil([&rc] { return (rc = pthread_mutex_timedlock(&connection_lock, &kPast)) != ETIMEDOUT; },
-              on_receiver ? deadlineAfterMs(0) : deadline);
-    return rc;
+    return true;
 }
 
 }  // namespace
 
-response_queue *currentQueue() { return g_queue.load(); }
+response_queue *currentQueue() {
+    pthread_mutex_lock(&g_mu);
+    response_queue *q = g_link.queue;
+    pthread_mutex_unlock(&g_mu);
+    return q;
+}
+
+int queuedReplies() {
+    pthread_mutex_lock(&g_mu);
+    int n = 0;
+    for (response_node *node = g_link.queue ? g_link.queue->head : nullptr; node; node = node->next) ++n;
+    pthread_mutex_unlock(&g_mu);
+    return n;
+}
 
 int32_t linkStart() {
-    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) {
-        ZEL_LOG(LOG_ERR, "Socket creation error");
-        return 5;
+    // A caller left inside by an earlier close must be gone first.
+    MonoNs quiet = afterMs(kCallersLeaveMs);
+    pthread_mutex_lock(&g_mu);
+    while ((g_link.users > 0 || g_link.conn != nullptr) && waitUntil(quiet)) {
     }
-    pthread_mutex_lock(&connection_lock);
-    retireConnection();
-    publishConnection(fd);
-    pthread_mutex_unlock(&connection_lock);
-    if (!connectUnix(fd, g_platform.server_socket)) {
+    bool quiet_now = g_link.users == 0 && g_link.conn == nullptr;
+    if (quiet_now) g_link.closing = false, g_closing.store(false);
+    pthread_mutex_unlock(&g_mu);
+    if (!quiet_now) {
         ZEL_LOG(LOG_ERR, "Connection Failed");
         return 5;
     }
-    pthread_mutex_lock(&connection_lock);
-    connection_active.store(1);
-    g_receiver = startReceiver(fd);
-    bool started = g_receiver != nullptr;
-    pthread_mutex_unlock(&connection_lock);
-    if (!started) {
+    int fd = connectServer(afterMs(g_platform.reply_wait_ms(kConnectTimeoutSeconds)), "Connection Failed", __LINE__);
+    if (fd < 0) return 5;
+    Connection *c = publish(fd);
+    if (c == nullptr) return 5;
+    if (!c->reading) {
         ZEL_LOG(LOG_ERR, "failed to create receive_thread");
+        linkClose();
         return 5;
     }
     return 0;
 }
 
-void linkClose(bool in_signal_handler) {
-    struct timespec deadline = deadlineAfterMs(kSignalExitWaitMs);
-    if ((in_signal_handler ? lockInSignalHandler(deadline) : pthread_mutex_lock(&connection_lock)) != 0) return;
-    connection_active.store(0);
+bool linkClose() {
+    MonoNs deadline = afterMs(kCallersLeaveMs);
+    pthread_mutex_lock(&g_mu);
+    g_link.closing = true;
+    g_closing.store(true);
     client_socket_fd.store(-1);
-    retireConnection(in_signal_handler ? &deadline : nullptr);
-    pthread_mutex_unlock(&connection_lock);
+    // Wakes a send that waits for room; the receive thread sees the end too.
+    if (g_link.conn) shutdown(g_link.conn->fd, SHUT_RDWR);
+    pthread_cond_broadcast(&g_cond);
+    while (g_link.users > 0 && waitUntil(deadline)) {
+    }
+    bool idle = g_link.users == 0;
+    Connection *c = idle ? detachConnection() : nullptr;
+    pthread_mutex_unlock(&g_mu);
+    retire(c, afterMs(kReceiverEndMs));
+    return idle;
 }
 
 bool receiverRunning() {
-    pthread_mutex_lock(&connection_lock);
-    bool running = g_receiver != nullptr;
-    pthread_mutex_unlock(&connection_lock);
+    pthread_mutex_lock(&g_mu);
+    bool running = g_link.conn && g_link.conn->reading && g_link.conn->state.load() == kRunning;
+    pthread_mutex_unlock(&g_mu);
     return running;
 }
 
 pid_t receiverThreadId() {
-    pthread_mutex_lock(&connection_lock);
-    pid_t tid = g_receiver ? g_receiver->tid.load() : 0;
-    pthread_mutex_unlock(&connection_lock);
+    pthread_mutex_lock(&g_mu);
+    pid_t tid = g_link.conn && g_link.conn->reading ? g_link.conn->tid.load() : 0;
+    pthread_mutex_unlock(&g_mu);
     return tid;
 }
 
-void resetFraming() { g_framer.release(); }
+void resetFraming() {
+    pthread_mutex_lock(&g_mu);
+    g_link.carry.release();
+    pthread_mutex_unlock(&g_mu);
+}
 
 }  // namespace zel
 
@@ -420,29 +480,26 @@ response_queue *create_queue(void) {
     response_queue *q = static_cast<response_queue *>(calloc(1, sizeof(response_queue)));
     if (q == nullptr) return nullptr;
     pthread_mutex_init(&q->mutex, nullptr);
-    // Deadlines are kept on the monotonic clock: setting the modem clock must
-    // not stretch or cut a wait.
-    pthread_condattr_t attr;
-    pthread_condattr_init(&attr);
-    pthread_condattr_setclock(&attr, CLOCK_MONOTONIC);
-    pthread_cond_init(&q->cond, &attr);
-    pthread_condattr_destroy(&attr);
-    g_queue.store(q);
+    pthread_cond_init(&q->cond, nullptr);
+    pthread_mutex_lock(&g_mu);
+    g_link.queue = q;
+    pthread_mutex_unlock(&g_mu);
     return q;
 }
 
 void destroy_queue(response_queue *queue) {
     if (queue == nullptr) return;
-    response_queue *expected = queue;
-    g_queue.compare_exchange_strong(expected, nullptr);
+    pthread_mutex_lock(&g_mu);
+    if (g_link.queue == queue) g_link.queue = nullptr;
     freeNodes(queue);
+    pthread_mutex_unlock(&g_mu);
     pthread_mutex_destroy(&queue->mutex);
     pthread_cond_destroy(&queue->cond);
     free(queue);
 }
 
 int32_t zelto_at_client_recv(int32_t fd, void *out) {
-    if (fd <= 0) {
+    if (fd < 0) {
         ZEL_LOG(LOG_ERR, "Client socket is not initialized\n");
         return -1;
     }
@@ -461,67 +518,64 @@ int32_t zelto_at_client_recv(int32_t fd, void *out) {
 }
 
 zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t timeout_seconds) {
-    response_queue *q = g_queue.load();
-    if (command == nullptr || length <= 0 || q == nullptr) return nullptr;
+    if (command == nullptr || length <= 0) return nullptr;
+    // The whole call, the wait for another caller's command included.
+    const MonoNs deadline = afterMs(g_platform.reply_wait_ms(timeout_seconds));
+    switch (enter(deadline)) {
+        case Entry::Owner:
+            break;
+        case Entry::NoLink:
+            return nullptr;
+        case Entry::Timeout:
+            ZEL_LOG(LOG_WARNING, "rc == ETIMEDOUT\n\n");
+            ZEL_LOG(LOG_ERR, "data == NULL\n\n");
+            return nullptr;
+    }
 
-    pthread_mutex_lock(&connection_lock);
-    if (client_socket_fd.load() <= 0 && !reconnect()) {
-        pthread_mutex_unlock(&connection_lock);
+    Connection *c = usableConnection(deadline);
+    if (c == nullptr) {
+        leave();
         zelto_sdk_log(LOG_ERR, "%s:%d: %d: Client socket unable to reconnect \n", kTag, __LINE__,
                       client_socket_fd.load());
         return nullptr;
     }
-    pthread_mutex_unlock(&connection_lock);
-
-    pthread_mutex_lock(&transaction_lock);
-    flushQueue(q);
-    pthread_mutex_lock(&send_lock);
-    int fd = client_socket_fd.load();
-    uint32_t serial = g_conn_serial;
-    ssize_t sent = -1;
-    if (fd > 0) {
-        g_send_generation.fetch_add(1);
-        for (int attempt = 0; attempt < 3; ++attempt) {
-            sent = send(fd, command, static_cast<size_t>(length), MSG_NOSIGNAL);
-            if (sent > 0) break;
-            g_platform.sleep_us(100);
-        }
-    }
-    pthread_mutex_unlock(&send_lock);
-    if (fd <= 0) {  // the server closed the connection since the check above
-        pthread_mutex_unlock(&transaction_lock);
-        ZEL_LOG(LOG_ERR, "Server closed the connection\n");
-        return nullptr;
-    }
-    if (sent < 0) {
-        dropConnection(serial);
+    pthread_mutex_lock(&g_mu);
+    if (g_link.queue) freeNodes(g_link.queue);  // replies of earlier, timed-out commands
+    pthread_mutex_unlock(&g_mu);
+    g_send_generation.fetch_add(1);
+    if (!sendAll(c, command, static_cast<size_t>(length), deadline)) {
+        ZEL_LOG(LOG_ERR, "failed to send");
+        ZEL_LOG(LOG_ERR, "On connection drop, perform cleanup");
+        pthread_mutex_lock(&g_mu);
+        Connection *dropped = g_link.conn == c ? detachConnection() : nullptr;
+        pthread_mutex_unlock(&g_mu);
+        retire(dropped, afterMs(kReceiverEndMs));
+        leave();
         return nullptr;
     }
 
-    struct timespec deadline = deadlineAfterMs(g_platform.reply_wait_ms(timeout_seconds));
-    pthread_mutex_lock(&q->mutex);
-    while (q->head == nullptr && !q->server_closed) {
-        if (pthread_cond_timedwait(&q->cond, &q->mutex, &deadline) == ETIMEDOUT && q->head == nullptr &&
-            !q->server_closed) {
+    pthread_mutex_lock(&g_mu);
+    response_queue *q = g_link.queue;
+    while (q && q->head == nullptr && !c->closed && !g_link.closing && waitUntil(deadline)) {
+    }
+    response_node *node = q ? q->head : nullptr;
+    if (node != nullptr) {
+        q->head = node->next;
+        if (q->head == nullptr) q->tail = nullptr;
+    }
+    bool closed = c->closed || g_link.closing;
+    pthread_mutex_unlock(&g_mu);
+    leave();
+
+    if (node == nullptr) {
+        if (closed) {
+            ZEL_LOG(LOG_ERR, "Server closed the connection\n");
+        } else {
             ZEL_LOG(LOG_WARNING, "rc == ETIMEDOUT\n\n");
-            pthread_mutex_unlock(&q->mutex);
             ZEL_LOG(LOG_ERR, "data == NULL\n\n");
-            pthread_mutex_unlock(&transaction_lock);
-            return nullptr;
         }
-    }
-    if (q->head == nullptr) {  // a reply that came before the close is still taken
-        pthread_mutex_unlock(&q->mutex);
-        pthread_mutex_unlock(&transaction_lock);
-        ZEL_LOG(LOG_ERR, "Server closed the connection\n");
         return nullptr;
     }
-    response_node *node = q->head;
-    q->head = node->next;
-    if (q->head == nullptr) q->tail = nullptr;
-    pthread_mutex_unlock(&q->mutex);
-    pthread_mutex_unlock(&transaction_lock);
-
     // The node's buffer becomes the record's: one copy fewer.
     zelString *reply = static_cast<zelString *>(malloc(sizeof(zelString)));
     if (reply == nullptr) {

@@ -14,37 +14,40 @@ struct response_node {
     response_node *next;
 };
 
+// The reply queue's record as create_queue makes it. The link guards its
+// nodes with its own lock, so that no waiting caller depends on the queue's
+// mutex outliving it; the mutex and condition variable are made and
+// destroyed with the record.
 struct response_queue {
     response_node *head;
     response_node *tail;
     pthread_mutex_t mutex;
-    pthread_cond_t cond;  // signalled once per appended node, and when the server closes
-    // Set when the receive thread saw the server close the connection the
-    // command in flight went out on; cleared by the next transaction's flush.
-    bool server_closed;
+    pthread_cond_t cond;
 };
 
 namespace zel {
 
-// Process-wide link state. A descriptor of 0 or below means no connection.
+// The descriptor of the current connection, -1 when there is none (or the
+// server closed it). Descriptor 0 is a descriptor like any other.
 extern std::atomic<int32_t> client_socket_fd;
-extern std::atomic<uint8_t> connection_active;
-extern pthread_mutex_t connection_lock;
-extern pthread_mutex_t transaction_lock;
+
+// Seconds zelInit gives the server to accept its connection.
+constexpr int32_t kConnectTimeoutSeconds = 15;
 
 // The reply queue made by create_queue, NULL when there is none.
 response_queue *currentQueue();
+// Replies waiting in the queue (tests watch it).
+int queuedReplies();
 
 // Connects the link (socket, connect, receive thread): 0, or 5 after logging
-// the failing step. On a failed connect the unconnected socket stays recorded
-// until linkClose.
+// the failing step.
 int32_t linkStart();
 
-// Stops and joins the receive thread and closes the connection.
-// `in_signal_handler`: never waits long, since the link's lock or receive
-// thread may wait on the interrupted thread; what cannot be closed in time is
-// left to the end of the process.
-void linkClose(bool in_signal_handler = false);
+// Ends every wait of the calls in flight (they return NULL), lets them leave
+// (1.5 s at most), stops the receive thread and closes the connection. Calls
+// that start afterwards fail at once until linkStart. Returns false when a
+// caller is still inside: then nothing is freed, and the queue must not be.
+bool linkClose();
 
 // True while a receive thread runs (tests wait on it).
 bool receiverRunning();

@@ -5,6 +5,7 @@
 #define ZEL_CORE_LISTENER_H
 
 #include <errno.h>
+#include <fcntl.h>
 #include <pthread.h>
 #include <stdint.h>
 #include <string.h>
@@ -25,7 +26,9 @@ constexpr uint64_t kListenerRetryUs = 2000000;
 
 // Ten slots filled in registration order and never emptied; duplicates and
 // null entries are kept (null ones are skipped when calling). Callbacks run
-// with the lock held. Constant-initialised, so usable before any thread runs.
+// on a copy of the slots taken under the lock, never under it, so that a
+// callback may register callbacks (called from the next event on) or call
+// anything else. Constant-initialised, so usable before any thread runs.
 template <typename Callback>
 struct CallbackRegistry {
     static constexpr int32_t kSlots = 10;
@@ -50,37 +53,48 @@ struct CallbackRegistry {
         return result;
     }
 
-    // Calls every slot in order; `calling` is the per-call trace format.
+    // Calls every slot registered so far, in order; `calling` is the
+    // per-call trace format.
     template <typename Arg>
     void callAll(Arg arg, const char *calling) {
         zelto_sdk_log(LOG_DEBUG, "Entering, number client: %d", count.load());
+        Callback now[kSlots];
         pthread_mutex_lock(&lock);
-        for (int32_t i = 0; i < count.load(); ++i) {
-            if (slots[i] == nullptr) continue;
-            zelto_sdk_log(LOG_DEBUG, calling, i);
-            slots[i](arg);
-        }
+        int32_t used = count.load();
+        for (int32_t i = 0; i < used; ++i) now[i] = slots[i];
         pthread_mutex_unlock(&lock);
+        for (int32_t i = 0; i < used; ++i) {
+            if (now[i] == nullptr) continue;
+            zelto_sdk_log(LOG_DEBUG, calling, i);
+            now[i](arg);
+        }
         zelto_sdk_log(LOG_DEBUG, "Leaving");
     }
 };
 
-// A stream socket connected to the path that `g_platform.*path` names,
-// retrying every 2 s until the server accepts. When no socket can be made the
-// process ends with status 1 (-1 comes back only if the exit hook returns).
+// A blocking stream socket connected to the path that `g_platform.*path`
+// names, retrying every 2 s until a server of root or this process's user
+// accepts. When no socket can be made the process ends with status 1 (-1
+// comes back only if the exit hook returns).
 inline int connectListener(const char *Platform::*path) {
     for (;;) {
-        int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        if (fd < 0) {
-            g_platform.exit_process(1);
-            return -1;
-        }
         const char *where = g_platform.*path;
-        if (connectUnix(fd, where)) {
+        ConnectFailure why;
+        uid_t uid = 0;
+        int fd = connectUnix(where, afterMs(kListenerRetryUs / 1000), &why, &uid);
+        if (fd >= 0 && fcntl(fd, F_SETFL, 0) == 0) {
             zelto_sdk_log(LOG_INFO, "Connected to server at %s\n", where);
             return fd;
         }
-        close(fd);
+        if (fd >= 0) close(fd);
+        if (why == ConnectFailure::Socket) {
+            g_platform.exit_process(1);
+            return -1;
+        }
+        if (why == ConnectFailure::Peer) {
+            zelto_sdk_log(LOG_ERR, "Refused server at %s: it runs as uid %d, not root or uid %d", where,
+                          static_cast<int>(uid), static_cast<int>(geteuid()));
+        }
         g_platform.sleep_us(kListenerRetryUs);
     }
 }
@@ -113,6 +127,17 @@ inline int startDetached(void *(*body)(void *), void *arg = nullptr) {
     int rc = pthread_create(&thread, &attr, body, arg);
     pthread_attr_destroy(&attr);
     return rc;
+}
+
+// A listener runs once per process, from its first start to the end of the
+// process: a later start (zelInit after zelExit) finds it running and
+// succeeds. 0, or -1 after logging `failed` when its thread cannot start.
+inline int32_t startListenerOnce(std::atomic<bool> &started, void *(*body)(void *), const char *failed) {
+    if (started.exchange(true)) return 0;
+    if (startDetached(body) == 0) return 0;
+    started.store(false);
+    zelto_sdk_log(LOG_ERR, "%s", failed);
+    return -1;
 }
 
 }  // namespace zel

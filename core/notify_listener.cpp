@@ -9,18 +9,13 @@
 namespace {
 
 zel::CallbackRegistry<zelNotificationCallback> g_registry;
-// Shared by every listener thread of the process (zelInit after zelExit
-// starts another one).
+std::atomic<bool> g_started{false};
+// Used by the one listener thread alone.
 zel::DuplicateFilter g_filter;
-pthread_mutex_t g_filter_lock = PTHREAD_MUTEX_INITIALIZER;
 
 void dispatch(zelNotification *records, size_t count) {
-    for (size_t i = 0; i < count; ++i) {
-        pthread_mutex_lock(&g_filter_lock);
-        bool fresh = g_filter.admit(records[i]);
-        pthread_mutex_unlock(&g_filter_lock);
-        if (fresh) notifyCallbacks(&records[i]);
-    }
+    for (size_t i = 0; i < count; ++i)
+        if (g_filter.admit(records[i])) notifyCallbacks(&records[i]);
 }
 
 void *notification_listener_loop(void *) {
@@ -60,11 +55,7 @@ void *notification_listener_loop(void *) {
 extern "C" {
 
 int32_t InitNotificationListenerThread(void) {
-    if (zel::startDetached(notification_listener_loop) != 0) {
-        zelto_sdk_log(LOG_ERR, "pthread_create failed");
-        return -1;
-    }
-    return 0;
+    return zel::startListenerOnce(g_started, notification_listener_loop, "pthread_create failed");
 }
 
 int32_t RegisterNotification(zelNotificationCallback callback) { return g_registry.add(callback); }

@@ -8,6 +8,7 @@
 #include <time.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <unistd.h>
 
 namespace zel {
 namespace {
@@ -55,13 +56,38 @@ constexpr Platform kDefault = {
 
 Platform defaultPlatform() { return kDefault; }
 
-bool connectUnix(int fd, const char *path) {
+int connectUnix(const char *path, MonoNs deadline, ConnectFailure *why, uid_t *peer_uid,
+                const std::atomic<bool> *cancel) {
+    *why = ConnectFailure::Socket;
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0) return -1;
+    *why = ConnectFailure::Connect;
     struct sockaddr_un addr;
     memset(&addr, 0, sizeof addr);
     addr.sun_family = AF_UNIX;
-    if (path == nullptr || strlen(path) >= sizeof addr.sun_path) return false;
-    memcpy(addr.sun_path, path, strlen(path));
-    return connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr) == 0;
+    bool fits = path != nullptr && strlen(path) < sizeof addr.sun_path;
+    if (fits) memcpy(addr.sun_path, path, strlen(path));
+    // A Unix socket connects at once or not at all; EAGAIN means the
+    // server's backlog is full, which may clear before the deadline.
+    int rc = -1;
+    while (fits && (rc = connect(fd, reinterpret_cast<struct sockaddr *>(&addr), sizeof addr)) != 0 &&
+           (errno == EAGAIN || errno == EINTR) && monoNow() < deadline && !(cancel && cancel->load())) {
+        struct timespec step = {0, 5000000};
+        nanosleep(&step, nullptr);
+    }
+    if (rc == 0) {
+        struct ucred peer;
+        socklen_t len = sizeof peer;
+        if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &len) == 0 &&
+            (peer.uid == 0 || peer.uid == geteuid())) {
+            *why = ConnectFailure::None;
+            return fd;
+        }
+        *why = ConnectFailure::Peer;
+        *peer_uid = len == sizeof peer ? peer.uid : static_cast<uid_t>(-1);
+    }
+    close(fd);
+    return -1;
 }
 
 // Constant-initialised: valid before any constructor runs.

@@ -6,6 +6,11 @@
 #define ZEL_CORE_PLATFORM_H
 
 #include <stdint.h>
+#include <sys/types.h>
+
+#include <atomic>
+
+#include "deadline.h"
 
 namespace zel {
 
@@ -35,10 +40,23 @@ struct Platform {
 
 extern Platform g_platform;
 
-// Connects `fd` to the Unix stream socket at `path`: a zero-filled AF_UNIX
-// address passed with its full size. False when the path is NULL, does not
-// fit the address, or nothing accepts there.
-bool connectUnix(int fd, const char *path);
+// Why connectUnix gave no connection.
+enum class ConnectFailure {
+    None,
+    Socket,   // no socket could be made
+    Connect,  // nothing accepted at the path before the deadline
+    Peer,     // the peer runs as another user than root or this process's
+};
+
+// A new Unix stream socket, non-blocking and close-on-exec, connected to
+// `path` (a zero-filled AF_UNIX address passed with its full size) before
+// `deadline`: a server whose backlog is full is retried until then, or until
+// `*cancel` is set. The peer
+// must run as root or as this process's effective user. Returns the
+// descriptor, or -1 with `*why` set and, for Peer, the peer's uid in
+// `*peer_uid`.
+int connectUnix(const char *path, MonoNs deadline, ConnectFailure *why, uid_t *peer_uid,
+                const std::atomic<bool> *cancel = nullptr);
 
 // The production values, for tests that want to restore them.
 Platform defaultPlatform();

@@ -91,12 +91,20 @@ typedef struct zelNotification {
 } zelNotification;
 
 /* Called on the IP-change listener thread with the NUL-terminated event text
- * (at most 255 characters); the text is valid only during the call. */
+ * (at most 255 characters); the text is valid only during the call.
+ *
+ * Callbacks (IP change, notifications, firmware update) run outside the
+ * registry's lock and may call any function of this library, the
+ * registration functions and the firmware-update steps included; a callback
+ * registered from a callback is called from the next event on. Events of one
+ * listener are delivered one at a time: a callback that makes a call holds
+ * back that listener's later events for as long as the call takes (up to its
+ * timeout, 15 s for most commands). */
 typedef void (*zelIPChangedCallback)(const char *event_text);
 
 /* Called with each notification, on the notification listener thread (or on
- * the caller's thread for the wake-up record of the sleep sequences), with the
- * registry lock held: a callback must not register callbacks. */
+ * the caller's thread for the wake-up record of the sleep sequences); the
+ * rules above apply. */
 typedef void (*zelNotificationCallback)(zelNotification *notification);
 
 /* ---- Neighbour cell report (AT+CNBRCELL) ----
@@ -323,9 +331,17 @@ extern pthread_mutex_t smd_lock;
  * ====================================================================== */
 
 /* ---- Lifecycle and version ---- */
-/* Starts the library: 0, 4 when another instance runs, 5 on failure. */
+/* Starts the library: 0, 4 when another instance runs, 5 on failure; within
+ * 16 s whatever the server does. Installs the library's handler for SIGSEGV,
+ * SIGUSR1, SIGUSR2, SIGABRT, SIGTERM, SIGTSTP, SIGQUIT, SIGINT and SIGHUP
+ * (and ignores SIGPIPE): such a signal removes the lock file and ends the
+ * process with the signal's number as its exit status within 1 s, through
+ * zelExit and exit() when they can finish in time, else through _exit(). The
+ * two event listeners start once per process and run until it ends. */
 int32_t zelInit(void);
-/* Stops the server link, releases the lock file; always 0. */
+/* Stops the server link, releases the lock file and puts back the signal
+ * dispositions zelInit replaced; always 0, within 2 s. Calls waiting at that
+ * moment return failure within 1 s; calls made afterwards fail at once. */
 int32_t zelExit(void);
 /* Writes 2, 2, 5; 5 when any pointer is NULL. Needs no zelInit. */
 int32_t zelGetSDKVersion(int32_t *major, int32_t *minor, int32_t *patch);
@@ -346,9 +362,11 @@ void zelto_sdk_log(int priority, const char *format, ...) ZEL_PRINTF_LIKE(2, 3);
 void zelto_sdk_close_log(void);
 
 /* ---- Server link ---- */
-/* Sends one command and waits up to timeout_seconds for its complete reply.
- * Returns a new record owned by the caller, or NULL on any failure; NULL at
- * once when the server closes the connection (the next call reconnects). */
+/* Sends one command and waits up to timeout_seconds for its complete reply;
+ * the time spent waiting for another thread's command, connecting and
+ * sending counts against the same timeout. Returns a new record owned by the
+ * caller, or NULL on any failure; NULL at once when the server closes the
+ * connection (the next call reconnects). */
 zelString *sdkSendATcmdViaSocket(const char *command, int32_t length, int32_t timeout_seconds);
 /* Reads one burst (out holds 8192 bytes): byte count, 0 for none, -1 for a bad fd. */
 int32_t zelto_at_client_recv(int32_t fd, void *out);

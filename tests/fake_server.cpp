@@ -78,7 +78,10 @@ void FakeServer::stop() {
     thread_.join();
     std::lock_guard<std::mutex> lock(mu_);
     for (int fd : clients_) close(fd);
+    for (int fd : backlog_) close(fd);
     clients_.clear();
+    backlog_.clear();
+    accepting_ = reading_ = true;
     close(listen_fd_);
     close(wake_[0]);
     close(wake_[1]);
@@ -108,6 +111,31 @@ void FakeServer::push(const std::string &bytes) {
 void FakeServer::dropClients() {
     std::lock_guard<std::mutex> lock(mu_);
     for (int fd : clients_) shutdown(fd, SHUT_RDWR);
+}
+
+void FakeServer::fillBacklog() {
+    accepting_ = false;
+    if (write(wake_[1], "w", 1) < 0) {
+    }
+    struct sockaddr_un addr;
+    memset(&addr, 0, sizeof addr);
+    addr.sun_family = AF_UNIX;
+    strncpy(addr.sun_path, path_.c_str(), sizeof addr.sun_path - 1);
+    for (int i = 0; i < 64; ++i) {
+        int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+        if (connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0) {
+            close(fd);
+            break;
+        }
+        std::lock_guard<std::mutex> lock(mu_);
+        backlog_.push_back(fd);
+    }
+}
+
+void FakeServer::stopReading() {
+    reading_ = false;
+    if (write(wake_[1], "w", 1) < 0) {
+    }
 }
 
 std::vector<std::string> FakeServer::commands() {
@@ -174,13 +202,17 @@ void FakeServer::run() {
     while (running_) {
         std::vector<pollfd> fds;
         fds.push_back({wake_[0], POLLIN, 0});
-        fds.push_back({listen_fd_, POLLIN, 0});
-        {
+        fds.push_back({listen_fd_, short(accepting_ ? POLLIN : 0), 0});
+        if (reading_) {
             std::lock_guard<std::mutex> lock(mu_);
             for (int fd : clients_) fds.push_back({fd, POLLIN, 0});
         }
         if (poll(fds.data(), fds.size(), -1) < 0) continue;
-        if (fds[0].revents) break;
+        if (fds[0].revents) {
+            char c;
+            if (read(wake_[0], &c, 1) == 1 && c == 'w') continue;  // a fault changed what to watch
+            break;
+        }
         if (fds[1].revents & POLLIN) {
             int fd = accept4(listen_fd_, nullptr, nullptr, SOCK_CLOEXEC);
             if (fd >= 0) {

@@ -47,6 +47,12 @@ public:
     void push(const std::string &bytes);
     // Closes the current client connection(s).
     void dropClients();
+    // Faults: stops accepting and fills the listener's backlog with idle
+    // connections of its own, so that no connect finds room; stops reading
+    // what clients send, so that their sends find no room once the buffers
+    // are full.
+    void fillBacklog();
+    void stopReading();
 
     std::vector<std::string> commands();  // each command, up to its "\r\n"
     std::string received();               // all bytes ever received
@@ -73,7 +79,8 @@ private:
     std::vector<std::string> commands_;
     std::string received_;
     int connections_ = 0;
-    std::atomic<bool> running_{false};
+    std::vector<int> backlog_;  // our own connections that fill the backlog
+    std::atomic<bool> running_{false}, accepting_{true}, reading_{true};
 };
 
 // Voluntary context switches of thread `tid` of this process so far, or -1.

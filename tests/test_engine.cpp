@@ -70,6 +70,25 @@ TEST_F(Engine, SendAtCommandReturnsTheWholeReplyWhateverItSaysAndNoReplyIsLogged
     EXPECT_TRUE(log.contains(S(kTag) + ":" + std::to_string(line) + ": ret == NULL\n\n", LOG_ERR));
 }
 
+TEST_F(Engine, WrappersOnEightThreadsEachGetTheirOwnReply) {
+    // Each reply echoes its command, so a reply handed to the wrong caller shows.
+    server->setHandler([](const S &cmd) { return Reply{{0, "\r\n+CSQ: " + cmd.substr(0, cmd.size() - 2) + "\r\nOK\r\n"}}; });
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 8; ++t) {
+        threads.emplace_back([&wrong, t] {
+            for (int i = 0; i < 50; ++i) {
+                Owned out;
+                const S n = std::to_string(t * 1000 + i);
+                wrong += t % 2 ? zelCRTCGet(t * 1000 + i, out.out()) != 0 || out.str() != "+CSQ: AT+CRTC=" + n
+                               : zelGetCSQ(out.out()) != 0 || out.str() != "AT+CSQ" || zelCmeeSet(i) != 0;
+            }
+        });
+    }
+    for (auto &th : threads) th.join();
+    EXPECT_EQ(wrong.load(), 0);
+}
+
 TEST(Trim, RemovesPosixWhiteSpaceAtBothEnds) {
     const struct { const char *in, *out; } cases[] = {
         {"  1\n", "1"}, {" ab cd ", "ab cd"}, {"\n", ""}, {"x", "x"}, {"", ""},

@@ -248,61 +248,44 @@ char threadState(pid_t tid) {
 std::atomic<int> g_step{0};  // where a child's scenario has got to
 
 TEST_F(Lifecycle, ASignalEndsTheProcessWhateverTheLinkIsDoing) {
-    // Each child takes SIGTERM at one moment: raised from its log writer on
-    // the thread that logs, or sent to the main thread.
-    const struct { const char *when; int (*body)(const Paths &); } cases[] = {
-        {"on a reconnection that holds the link's lock", [](const Paths &p) {
-            zeltest::FakeServer server(p.server);
-            CHILD_CHECK(zelInit() == 0);
-            server.stop();  // the link drops by itself
-            CHILD_CHECK(zeltest::waitUntil([] { return zel::client_socket_fd.load() == -1 && !zel::receiverRunning(); }));
-            zel::g_platform.log_write = [](int priority, const char *text) {
-                reportLog(priority, text);
-                if (strstr(text, "Retry connect failed") && g_step++ == 0) raise(SIGTERM);
-            };
-            sdkSendATcmdViaSocket("AT\r\n", 4, 15);
-            return 0;
-        }},
-        {"on the receive thread while a drop joins it", [](const Paths &p) -> int {
-            zeltest::FakeServer server(p.server);
-            CHILD_CHECK(zelInit() == 0);
-            zel::g_platform.log_write = [](int priority, const char *text) {
-                reportLog(priority, text);
-                if (strstr(text, "On connection drop")) g_step = 3;  // the drop holds the lock, then joins
-                if (strstr(text, "Received native") && g_step == 0) {  // the receive thread waits here
-                    g_step = 1;
-                    zeltest::waitUntil([] { return g_step == 2; }, 10000);
-                }
-                if (strstr(text, "Received native: -->'1:x'")) {  // traced once the close was seen
-                    zeltest::waitUntil([] { return g_step == 3; }, 10000);
-                    raise(SIGTERM);
-                }
-            };
-            server.push("a");
-            CHILD_CHECK(zeltest::waitUntil([] { return g_step == 1; }));
-            server.push("x");
-            server.dropClients();  // "x" and the end are read together once the trace is done
-            g_step = 2;
-            for (;;) pause();
-        }},
-        {"on a caller that waits for its reply", [](const Paths &p) {
-            zeltest::FakeServer server(p.server);  // silent
-            CHILD_CHECK(zelInit() == 0);
-            std::thread([&server] {
-                server.waitForCommands(1);
-                zeltest::waitUntil([] { return threadState(getpid()) == 'S'; });
-                pthread_kill(g_main, SIGTERM);
-            }).detach();
-            sdkSendATcmdViaSocket("AT\r\n", 4, 15);
-            return 0;
-        }},
+    // Each child takes a signal inside its log writer, on the thread that
+    // writes the line named, or on its main thread while it waits for a reply.
+    static const char *g_line;
+    static int g_signum;
+    const struct { const char *line; int signum; } cases[] = {
+        {"Retry connect failed", SIGTERM},      // the caller that reconnects
+        {"Received native", SIGTERM},           // the receive thread, in its trace
+        {"Received native", SIGSEGV},           // ... which then stays in the handler
+        {nullptr, SIGINT},                      // the main thread, waiting for a reply
     };
     for (const auto &c : cases) {
-        SCOPED_TRACE(c.when);
-        std::filesystem::remove(p.lock);  // left by a child that hung
-        Child child(p, [&] { return c.body(p); });
-        child.expectExit(SIGTERM);
+        SCOPED_TRACE(std::string(c.line ? c.line : "waiting") + " " + strsignal(c.signum));
+        g_line = c.line, g_signum = c.signum, g_step = 0;
+        Child child(p, [&]() -> int {
+            zeltest::FakeServer server(p.server);  // silent
+            CHILD_CHECK(zelInit() == 0);
+            zel::g_platform.log_write = [](int priority, const char *text) {
+                reportLog(priority, text);
+                if (g_line && strstr(text, g_line) && g_step++ == 0) raise(g_signum);
+            };
+            if (c.line && strstr(c.line, "Retry")) {  // the link drops and tries to reconnect
+                server.stop();
+                zeltest::waitUntil([] { return zel::client_socket_fd.load() == -1; });
+            }
+            if (c.line && strstr(c.line, "Received")) server.push("x");
+            if (!c.line) {
+                std::thread([&server] {
+                    server.waitForCommands(1);
+                    zeltest::waitUntil([] { return threadState(getpid()) == 'S'; });
+                    pthread_kill(g_main, g_signum);
+                }).detach();
+            }
+            sdkSendATcmdViaSocket("AT\r\n", 4, 15);
+            for (;;) pause();  // an application that carries on until the process ends
+        });
+        child.expectExit(c.signum);
         EXPECT_FALSE(exists(p.lock));
+        EXPECT_EQ(child.count(": out", "L6 core:"), 1);
     }
 }
 
@@ -315,15 +298,94 @@ TEST_F(Lifecycle, StartPausesTwiceForAtLeastOneRealSecondAndStartsBothListeners)
             CHILD_CHECK(zelInit() == 0);
             CHILD_CHECK(round == 1 || Clock::now() - t0 >= std::chrono::seconds(1));
             CHILD_CHECK(zel::receiverRunning() && zel::currentQueue() != nullptr);
-            for (zeltest::FakeServer *s : {&server, &ip, &notify}) CHILD_CHECK(s->waitForConnections(round));
+            for (zeltest::FakeServer *s : {&server, &ip, &notify}) CHILD_CHECK(s->waitForConnections(1));
+            CHILD_CHECK(server.connections() == round);
             CHILD_CHECK(zelExit() == 0);
             CHILD_CHECK(!zel::receiverRunning() && zel::currentQueue() == nullptr && !exists(p.lock));
         }
+        // The listeners of the first start still serve the second: one each.
+        CHILD_CHECK(ip.connections() == 1 && notify.connections() == 1);
         return 0;
     });
     child.expectExit(0);
     EXPECT_EQ(child.count("500000", "S "), 4);
     EXPECT_EQ(child.count("", "S "), 4);  // nothing else on this thread
+}
+
+void appHandler(int) {}
+zeltest::Recorder<S> g_calls;
+
+TEST_F(Lifecycle, ExitEndsAFifteenSecondCallAtOnceAndPutsTheApplicationsSignalsBack) {
+    Child child(p, [&] {
+        zeltest::FakeServer server(p.server), ip(p.ip), notify(p.notify);  // silent
+        signal(SIGTERM, appHandler);
+        signal(SIGPIPE, SIG_DFL);
+        for (int round = 1; round <= 2; ++round) {
+            CHILD_CHECK(zelInit() == 0);
+            std::atomic<int32_t> status{-1};
+            Clock::time_point returned;
+            std::thread call([&] {
+                zeltest::Owned out;
+                status = zelGetCSQ(out.out());
+                returned = Clock::now();
+            });
+            CHILD_CHECK(server.waitForCommands(size_t(round)));
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            auto t0 = Clock::now();
+            CHILD_CHECK(zelExit() == 0);
+            CHILD_CHECK(Clock::now() - t0 < std::chrono::seconds(2));
+            call.join();
+            CHILD_CHECK(status == 5 && returned - t0 < std::chrono::seconds(1));
+            zeltest::Owned later;
+            CHILD_CHECK(zelGetCSQ(later.out()) == 5 && Clock::now() - t0 < std::chrono::seconds(1));
+            struct sigaction term, pipe;
+            sigaction(SIGTERM, nullptr, &term), sigaction(SIGPIPE, nullptr, &pipe);
+            CHILD_CHECK(term.sa_handler == appHandler && pipe.sa_handler == SIG_DFL);
+        }
+        // One listener per socket after the restart: each event arrives once.
+        CHILD_CHECK(zelRegisterIPChanged([](const char *text) { g_calls.add(text); }) == 0);
+        CHILD_CHECK(zelRegisterNotification([](zelNotification *n) { g_calls.add(std::to_string(n->type)); }) == 0);
+        CHILD_CHECK(ip.waitForConnections(1) && notify.waitForConnections(1));
+        ip.push("ip");
+        notify.push(S("\x02\x01", 2));
+        CHILD_CHECK(zeltest::waitUntil([] { return g_calls.seen().size() >= 2; }));
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        CHILD_CHECK(g_calls.seen().size() == 2);
+        return 0;
+    });
+    child.expectExit(0);
+}
+
+TEST_F(Lifecycle, CallbacksMayCallTheLibraryAndEventsKeepFlowing) {
+    Child child(p, [&] {
+        zeltest::FakeServer server(p.server), ip(p.ip), notify(p.notify);
+        server.setHandler([](const S &) { return zeltest::Reply{{0, "\r\nOK\r\n"}}; });
+        // The first new-message event starts an update and registers two more callbacks.
+        static zelNotificationCallback second = [](zelNotification *n) { g_calls.add("second " + std::to_string(n->type)); };
+        CHILD_CHECK(zelRegisterNotification([](zelNotification *n) {
+            g_calls.add("first " + std::to_string(n->type));
+            if (g_step++ != 0) return;
+            g_calls.add("install " + std::to_string(zelOTAInstall()));
+            g_calls.add("register " + std::to_string(zelRegisterNotification(second)));
+            g_calls.add("register " + std::to_string(zelRegisterIPChanged([](const char *t) { g_calls.add(t); })));
+        }) == 0);
+        CHILD_CHECK(zelInit() == 0 && ip.waitForConnections(1) && notify.waitForConnections(1));
+        notify.push(S("\x02\x01", 2));
+        CHILD_CHECK(zeltest::waitUntil([] { return g_calls.seen().size() == 4; }));
+        auto t0 = Clock::now();
+        notify.push(S("\x03\x5f\x28", 3));  // install status 95, progress 40
+        ip.push("ip text");
+        CHILD_CHECK(zeltest::waitUntil([] { return g_calls.seen().size() == 7; }, 1000));
+        CHILD_CHECK(Clock::now() - t0 < std::chrono::seconds(1));
+        auto calls = g_calls.seen();
+        std::sort(calls.begin() + 4, calls.end());  // the two listeners run side by side
+        CHILD_CHECK(calls == (std::vector<S>{"first 2", "install 0", "register 0", "register 0", "first 3",
+                                             "ip text", "second 3"}));
+        CHILD_CHECK(server.commands() == std::vector<S>{"AT+OTA=INSTALL\r\n"});
+        return 0;
+    });
+    child.expectExit(0);
+    EXPECT_EQ(child.count(": OTA install status: 95, progress: 40", "L6 zel_ota_api:"), 1);
 }
 
 }  // namespace

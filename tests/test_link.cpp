@@ -79,13 +79,7 @@ TEST_F(Link, TimeoutKeepsTheConnectionAndTheLateReplyIsFlushed) {
     EXPECT_TRUE(log.contains("data == NULL\n\n", LOG_ERR));
     // Once the late reply sits in the queue, the next command still gets its own.
     server->push("\r\nLATE\r\n\r\nOK\r\n");
-    ASSERT_TRUE(waitUntil([] {
-        response_queue *q = zel::currentQueue();
-        pthread_mutex_lock(&q->mutex);
-        bool queued = q->head != nullptr;
-        pthread_mutex_unlock(&q->mutex);
-        return queued;
-    }));
+    ASSERT_TRUE(waitUntil([] { return zel::queuedReplies() > 0; }));
     setWaitMs(5000);
     server->reply("\r\nMINE\r\n\r\nOK\r\n");
     EXPECT_EQ(send("AT+NEXT\r\n"), "\r\nMINE\r\n\r\nOK\r\n");
@@ -246,24 +240,63 @@ TEST_F(Link, ATraceSinkThatBlocksDelaysNoReplyAndTheTracesFollowInOrder) {
     }
 }
 
-TEST_F(Link, AFailedSendDropsOnlyItsOwnConnectionThoughANewOneHasItsDescriptorNumber) {
-    Gate gate;
-    gate.hold({"Received native"});
-    server->push("u");  // no final code: traced when its burst ends
-    ASSERT_TRUE(waitUntil([] { return Gate::waiting == 1; }));  // the receive thread waits in its trace
-    const int old_fd = zel::client_socket_fd.load();
-    server->dropClients();  // the end of stream waits behind the trace
-    gate.hold({"Received native", "failed to send"});
-    gate.threads.emplace_back([] { EXPECT_EQ(send("AT+T1\r\n"), "<null>"); });
-    ASSERT_TRUE(waitUntil([] { return Gate::waiting == 2; }));  // its send failed; it waits before handling the drop
-    gate.hold({"failed to send"});
-    ASSERT_TRUE(dropped());  // the receive thread saw the end and the drop was handled
+TEST_F(Link, TextCarriedOverFromAClosedConnectionBeginsTheNextReply) {
+    server->push("u");  // no final code: kept once its burst ends
+    ASSERT_TRUE(waitUntil([&] { return log.contains("Received partial_len -->: -->'1' <---\n"); }));
+    server->dropClients();
+    ASSERT_TRUE(dropped());
     server->reply("\r\nOK\r\n");
-    // The text carried over from the old connection begins its reply.
-    gate.threads.emplace_back([] { EXPECT_EQ(send("AT+T3\r\n"), "u\r\nOK\r\n"); });
-    // Reconnected on the number just freed, it waits for the failed transaction.
-    EXPECT_TRUE(waitUntil([&] { return zel::client_socket_fd.load() == old_fd && server->connections() == 2; }));
-    gate.hold({});
+    EXPECT_EQ(send("AT\r\n"), "u\r\nOK\r\n");
+    EXPECT_EQ(server->connections(), 2);
+}
+
+// Each fault of a server, with calls that wait 300 ms: the call returns by
+// its deadline, and so does a second one that waits behind it; a close during
+// a call that waits 15 s ends that call at once and returns within 2 s.
+TEST_F(Link, EveryFaultOfTheServerEndsTheCallByItsDeadlineOrByTheClose) {
+    const S big = "AT+" + S(4 << 20, 'x') + "\r\n";  // more than the socket buffers take
+    const struct { const char *fault; std::function<void()> make; S command; const char *line; } rows[] = {
+        {"silent", [] {}, "AT+CSQ\r\n", "rc == ETIMEDOUT"},
+        {"never reads", [&] { server->stopReading(); }, big, "failed to send"},
+        {"never accepts", [&] { server->dropClients(), dropped(), server->fillBacklog(); }, "AT\r\n", "Retry connect failed"},
+        {"closes mid-reply", [&] {
+            std::thread([&] { server->waitForCommands(1), server->push("\r\n+CSQ: 1"), server->dropClients(); }).detach();
+        }, "AT+CSQ\r\n", "Server closed the connection"},
+    };
+    const long slack = ZEL_TEST_SLOW ? 2000 : 1000;
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.fault);
+        resetLink();
+        server->stop(), server->start();
+        int accepted = server->connections();
+        ASSERT_TRUE(create_queue() && zel::linkStart() == 0 && server->waitForConnections(accepted + 1));
+        server->clearRecord();
+        setWaitMs(300);
+        row.make();
+        log.clear();
+        auto t0 = Clock::now();
+        std::thread behind([&] {
+            sleepMs(50);
+            auto t1 = Clock::now();
+            EXPECT_EQ(send("AT+BEHIND\r\n"), "<null>");
+            EXPECT_LT(msSince(t1), 300 + slack);
+        });
+        EXPECT_EQ(send(row.command), "<null>");
+        EXPECT_LT(msSince(t0), 300 + slack);
+        behind.join();
+        EXPECT_TRUE(log.contains(row.line)) << row.line;
+
+        setWaitMs(15000);
+        std::thread call([&] { EXPECT_EQ(send(row.command), "<null>"); });
+        sleepMs(100);  // it waits
+        auto closed = Clock::now();
+        zel::linkClose();
+        EXPECT_LT(msSince(closed), 2000);
+        call.join();
+        EXPECT_LT(msSince(closed), slack);
+        EXPECT_EQ(send("AT\r\n"), "<null>");  // after the close: at once
+        EXPECT_LT(msSince(closed), slack);
+    }
 }
 
 TEST_F(Link, IdleReceiveThreadDoesNotWake) { EXPECT_LE(switchesOver(2000), 5); }
@@ -292,7 +325,6 @@ TEST(WithoutALink, SendReturnsNullAndClientRecvReadsOneBurstOrNothing) {
     LogCapture log;
     char out[8192];
     EXPECT_EQ(zelto_at_client_recv(-1, out), -1);
-    EXPECT_EQ(zelto_at_client_recv(0, out), -1);
     EXPECT_TRUE(log.contains("Client socket is not initialized\n", LOG_ERR));
     int sv[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sv), 0);

@@ -242,7 +242,7 @@ TEST_F(Port, DialAndSendDialogues) {
         modem.serve();
         EXPECT_EQ(modem.received, c.sent);
         EXPECT_EQ(g_pauses, std::vector<uint64_t>(c.pauses, 200000));
-        int flags = O_RDWR | O_NONBLOCK | (c.locks == dial ? O_EXCL : 0);
+        int flags = O_RDWR | O_NONBLOCK | O_CLOEXEC | (c.locks == dial ? O_EXCL : 0);
         EXPECT_EQ(g_opens, c.locks.empty() ? std::vector<int>{} : std::vector<int>{flags});
         EXPECT_EQ(locks(), c.locks);
         EXPECT_TRUE(pthread_mutex_trylock(&smd_lock) == 0 && pthread_mutex_unlock(&smd_lock) == 0);

@@ -7,6 +7,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <pthread.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -58,8 +59,9 @@ Reply transact(const char *tag, const Command &c, int line) {
         zelto_sdk_log(LOG_ERR, "%s:%d: command too long\n", tag, line);
         return Reply(nullptr);
     }
-    sdkSendATcmd = sdkSendATcmdViaSocket;
-    zelString *ret = sdkSendATcmd(c.text(), c.length(), c.timeoutSeconds());
+    // Every wrapper stores the same value, from any thread: a relaxed store.
+    __atomic_store_n(&sdkSendATcmd, &sdkSendATcmdViaSocket, __ATOMIC_RELAXED);
+    zelString *ret = __atomic_load_n(&sdkSendATcmd, __ATOMIC_RELAXED)(c.text(), c.length(), c.timeoutSeconds());
     if (ret == nullptr) {
         zelto_sdk_log(LOG_ERR, "%s:%d: ret == NULL\n\n", tag, line);
         return Reply(nullptr);
@@ -193,7 +195,8 @@ const char *orNull(const char *s) { return s ? s : "(null)"; }
 
 int32_t zel::lockAndOpenModemPort(const char *caller, int flags) {
     zel_smd_access_lock(caller);
-    int fd = g_platform.open_port(g_platform.modem_port, flags);
+    // Never inherited by the shell commands of the sleep sequences.
+    int fd = g_platform.open_port(g_platform.modem_port, flags | O_CLOEXEC);
     if (fd >= 0) zel_flush_all_data_in_fd(fd);
     return fd;
 }
