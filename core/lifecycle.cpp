@@ -15,6 +15,7 @@
 #include <signal.h>
 #include <stdio.h>
 #include <sys/eventfd.h>
+#include <sys/syscall.h>
 #include <sys/file.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -141,7 +142,10 @@ void *shutdownThread(void *) {
         while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
         }
     }
-    _exit(g_signal.load());
+    // Straight to the kernel: a sanitizer's _exit runs its own end first,
+    // which can wait on a lock the stuck thread holds.
+    syscall(SYS_exit_group, g_signal.load());
+    return nullptr;
 }
 
 // Started once per process, before the handler is installed; it blocks every

@@ -35,6 +35,7 @@
 
 #include "deadline.h"
 #include "framer.h"
+#include "listener.h"
 #include "log.h"
 #include "platform.h"
 
@@ -66,9 +67,8 @@ enum ReceiverState { kRunning, kFinished, kOrphaned };
 // One connection to the server and its receive thread.
 struct Connection {
     int fd;
-    int wake_fd;  // eventfd written to stop the thread
-    pthread_t thread;
-    bool reading;  // the thread was started
+    int wake_fd;   // eventfd written to stop the thread
+    bool reading;  // the (detached) thread was started
     bool closed;   // (g_mu) the server ended the stream
     std::atomic<bool> stop;
     // kRunning until the thread ends (kFinished); kOrphaned when whoever
@@ -216,7 +216,7 @@ Connection *openConnection(int fd) {
     c->framer = g_link.carry;
     g_link.carry = ReplyFramer();
     pthread_mutex_unlock(&g_mu);
-    c->reading = c->wake_fd >= 0 && pthread_create(&c->thread, nullptr, receive_loop, c) == 0;
+    c->reading = c->wake_fd >= 0 && startDetached(receive_loop, c) == 0;
     if (!c->reading) {
         pthread_mutex_lock(&g_mu);
         g_link.carry = c->framer;
@@ -237,17 +237,14 @@ void retire(Connection *c, MonoNs deadline) {
         if (write(c->wake_fd, &one, sizeof one) < 0) {
         }
         // The thread cannot wait for itself: it frees the connection as it ends.
-        bool self = pthread_equal(pthread_self(), c->thread);
+        bool self = t_reading == c;
         while (!self && c->state.load() == kRunning && monoNow() < deadline) {
             struct timespec step = {0, 1000000};
             nanosleep(&step, nullptr);
         }
         int expected = kRunning;
-        if (c->state.compare_exchange_strong(expected, kOrphaned)) {
-            pthread_detach(c->thread);
-            return;
-        }
-        pthread_join(c->thread, nullptr);
+        if (c->state.compare_exchange_strong(expected, kOrphaned)) return;
+        // Finished: it touches the connection no more.
         pthread_mutex_lock(&g_mu);
         g_link.carry.release();
         g_link.carry = c->framer;

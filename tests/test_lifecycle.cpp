@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -196,6 +197,64 @@ TEST_F(Lifecycle, WithoutServerInitGivesFiveAndTheLockStaysTakenUntilExit) {
     EXPECT_FALSE(exists(p.lock));
 }
 
+TEST_F(Lifecycle, InitGivesUpOnAServerThatNeverAcceptsByItsConnectTimeout) {
+    Child child(p, [&] {
+        zeltest::FakeServer server(p.server);
+        server.fillBacklog();
+        zel::g_platform.reply_wait_ms = [](int32_t seconds) {
+            report("W ", std::to_string(seconds).c_str());
+            return int64_t(500);
+        };
+        auto t0 = Clock::now();
+        CHILD_CHECK(zelInit() == 5 && Clock::now() - t0 < std::chrono::milliseconds(1500));
+        return zelExit();
+    });
+    child.expectExit(0);
+    EXPECT_EQ(child.count("15", "W "), 1);  // zelInit gives the server its 15 s
+    EXPECT_EQ(child.count(": Connection Failed", "L3 core:"), 1);
+}
+
+// Servers of another user than root or the application's are refused before
+// a byte goes out; the server process reports what it received.
+TEST_F(Lifecycle, OnlyAServerOfRootOrOfTheApplicationsUserIsTalkedTo) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs root to run processes as other users";
+    const uid_t nobody = 65534;
+    chmod(p.dir.c_str(), 0777);
+    const struct { uid_t server, app; bool accepted; } rows[] = {{nobody, 0, false}, {nobody, nobody, true}, {0, nobody, true}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(std::to_string(row.server) + " serves " + std::to_string(row.app));
+        const S done = p.dir + "/done";
+        std::filesystem::remove(done);
+        Child server(p, [&] {
+            if (row.server != 0 && setuid(row.server) != 0) return 1;
+            zeltest::FakeServer command(p.server), notify(p.notify);
+            command.setHandler([](const S &) { return zeltest::Reply{{0, "\r\nOK\r\n"}}; });
+            chmod(p.server.c_str(), 0666), chmod(p.notify.c_str(), 0666);  // any user may connect
+            report("READY", "");
+            zeltest::waitUntil([&] { return exists(done); }, 10000);
+            report("RECEIVED ", std::to_string(command.received().size() + notify.received().size()).c_str());
+            return 0;
+        });
+        ASSERT_TRUE(server.waitFor("READY"));
+        Child app(p, [&] {
+            if (row.app != 0 && setuid(row.app) != 0) return 1;
+            zelto_sdk_open_log("t");
+            CHILD_CHECK(InitNotificationListenerThread() == 0);
+            CHILD_CHECK(create_queue() && zel::linkStart() == (row.accepted ? 0 : 5));
+            CHILD_CHECK(zelCpinSet("1234", "") == (row.accepted ? 0 : 5));
+            zeltest::waitUntil([] { return false; }, 300);  // the listener connects, or is refused
+            return 0;
+        });
+        app.expectExit(0);
+        std::ofstream(done).put('x');
+        server.expectExit(0);
+        const S refused = "Refused server at " + p.server + ": it runs as uid 65534, not root or uid 0";
+        EXPECT_EQ(app.count(refused, "L3 core:") > 0, !row.accepted);
+        EXPECT_EQ(app.count("L3 Refused server at " + p.notify + ": it runs as uid 65534") > 0, !row.accepted);
+        EXPECT_EQ(server.count("RECEIVED 0"), row.accepted ? 0 : 1);
+    }
+}
+
 TEST_F(Lifecycle, ASecondProcessGetsFourWhileTheFirstRunsAndAfterItWasKilled) {
     auto second = [&](bool own_server) {
         Child child(p, [&] {
@@ -263,11 +322,11 @@ TEST_F(Lifecycle, ASignalEndsTheProcessWhateverTheLinkIsDoing) {
         g_line = c.line, g_signum = c.signum, g_step = 0;
         Child child(p, [&]() -> int {
             zeltest::FakeServer server(p.server);  // silent
-            CHILD_CHECK(zelInit() == 0);
             zel::g_platform.log_write = [](int priority, const char *text) {
                 reportLog(priority, text);
                 if (g_line && strstr(text, g_line) && g_step++ == 0) raise(g_signum);
             };
+            CHILD_CHECK(zelInit() == 0);
             if (c.line && strstr(c.line, "Retry")) {  // the link drops and tries to reconnect
                 server.stop();
                 zeltest::waitUntil([] { return zel::client_socket_fd.load() == -1; });

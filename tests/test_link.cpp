@@ -255,12 +255,13 @@ TEST_F(Link, TextCarriedOverFromAClosedConnectionBeginsTheNextReply) {
 // a call that waits 15 s ends that call at once and returns within 2 s.
 TEST_F(Link, EveryFaultOfTheServerEndsTheCallByItsDeadlineOrByTheClose) {
     const S big = "AT+" + S(4 << 20, 'x') + "\r\n";  // more than the socket buffers take
+    std::thread closer;
     const struct { const char *fault; std::function<void()> make; S command; const char *line; } rows[] = {
         {"silent", [] {}, "AT+CSQ\r\n", "rc == ETIMEDOUT"},
         {"never reads", [&] { server->stopReading(); }, big, "failed to send"},
         {"never accepts", [&] { server->dropClients(), dropped(), server->fillBacklog(); }, "AT\r\n", "Retry connect failed"},
         {"closes mid-reply", [&] {
-            std::thread([&] { server->waitForCommands(1), server->push("\r\n+CSQ: 1"), server->dropClients(); }).detach();
+            closer = std::thread([&] { server->waitForCommands(1), server->push("\r\n+CSQ: 1"), server->dropClients(); });
         }, "AT+CSQ\r\n", "Server closed the connection"},
     };
     const long slack = ZEL_TEST_SLOW ? 2000 : 1000;
@@ -284,6 +285,7 @@ TEST_F(Link, EveryFaultOfTheServerEndsTheCallByItsDeadlineOrByTheClose) {
         EXPECT_EQ(send(row.command), "<null>");
         EXPECT_LT(msSince(t0), 300 + slack);
         behind.join();
+        if (closer.joinable()) closer.join();
         EXPECT_TRUE(log.contains(row.line)) << row.line;
 
         setWaitMs(15000);

@@ -85,6 +85,12 @@ int g_report = -1;
 }
 
 TEST(SignalStress, SigtermWhileTheApplicationLogsEndsEveryTrialWithFifteen) {
+#if defined(__SANITIZE_THREAD__)
+    // ThreadSanitizer runs a handler only when the thread that took the
+    // signal next enters one of its interceptors; a thread spinning inside
+    // syslog never does, so the signal would wait for ever there.
+    GTEST_SKIP() << "ThreadSanitizer defers asynchronous signals";
+#endif
     char made[] = "/tmp/zelsig-XXXXXX";
     ASSERT_NE(mkdtemp(made), nullptr);
     const std::string dir = made;
