@@ -10,6 +10,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "peer.h"
+
 namespace zel {
 namespace {
 
@@ -76,15 +78,11 @@ int connectUnix(const char *path, MonoNs deadline, ConnectFailure *why, uid_t *p
         nanosleep(&step, nullptr);
     }
     if (rc == 0) {
-        struct ucred peer;
-        socklen_t len = sizeof peer;
-        if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &len) == 0 &&
-            (peer.uid == 0 || peer.uid == geteuid())) {
+        if (peerTrusted(fd, peer_uid)) {
             *why = ConnectFailure::None;
             return fd;
         }
         *why = ConnectFailure::Peer;
-        *peer_uid = len == sizeof peer ? peer.uid : static_cast<uid_t>(-1);
     }
     close(fd);
     return -1;

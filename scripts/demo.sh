@@ -10,7 +10,7 @@ root=$(pwd)
 build=$root/build/demo
 
 need=()
-for pkg in cmake ninja-build g++ libcli11-dev nlohmann-json3-dev libyaml-cpp-dev; do
+for pkg in cmake ninja-build g++ libcli11-dev nlohmann-json3-dev libyaml-cpp-dev libre2-dev pkgconf; do
     dpkg -s "$pkg" >/dev/null 2>&1 || need+=("$pkg")
 done
 if [ ${#need[@]} -gt 0 ]; then

@@ -12,7 +12,7 @@ jobs=$(nproc)
 
 need=()
 for pkg in cmake ninja-build g++ googletest g++-arm-linux-gnueabihf qemu-user binutils clang-14 libclang-rt-14-dev pkgconf lintian \
-    libyaml-cpp-dev libcli11-dev nlohmann-json3-dev; do
+    libyaml-cpp-dev libcli11-dev nlohmann-json3-dev libre2-dev; do
     dpkg -s "$pkg" >/dev/null 2>&1 || need+=("$pkg")
 done
 # node and npm for the SMS PDU cross-check (any install of them will do).

@@ -196,6 +196,12 @@ TEST(ZelsimScenario, RefusesWhatItCannotRead) {
         {"events: [{at: 1, notify: {type: urc, text: [1]}}]", "'text' needs a single value"},
         {"events: [1, 2]", "each entry of 'events' is a mapping"},
         {"faults: {on: AT}", "'faults' needs a list"},
+        {"faults: [{on: \"(a)\\\\1\", error: true}]", "not a regular expression"},  // no backreferences
+        {"events: [{at: nan, drop: true}]", "not a finite number"},
+        {"events: [{at: -1s, drop: true}]", "negative"},
+        {"events: [{at: 1e300, drop: true}]", "longer than a day"},
+        {"events: [{at: 86401s, drop: true}]", "longer than a day"},
+        {"faults: [{on: AT, delay: 2h}]", "unknown unit"},
     };
     for (const Bad &b : cases) {
         try {
@@ -208,6 +214,15 @@ TEST(ZelsimScenario, RefusesWhatItCannotRead) {
     EXPECT_EQ(Action::Kind::Status, parseControl("status").kind);
     EXPECT_EQ(Action::Kind::AddFault, parseControl("{on: AT, silent: true}").kind);
     EXPECT_THROW(parseControl("{at: 1, drop: true}"), ScenarioError);
+    // Nested repetition is matched in time linear in the line, not exponential.
+    std::vector<Fault> nested = {parseControl("{on: '(a+)+$', silent: true}").fault};
+    EXPECT_EQ(nullptr, matchFault(nested, std::string(5000, 'a') + "b"));
+    EXPECT_NE(nullptr, matchFault(nested, std::string(5000, 'a')));
+    Modem m;
+    std::string why;
+    for (const char *v : {"nan", "inf", "1e300", "-1s"}) EXPECT_FALSE(m.setParam("scan", v, &why)) << v;
+    EXPECT_FALSE(m.setParam("lat", "nan", &why));
+    EXPECT_EQ("not a valid value", why);
 }
 
 }  // namespace

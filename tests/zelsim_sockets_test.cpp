@@ -25,12 +25,25 @@ struct Sim {
     pid_t pid = -1;
     bool owns_dir;
 
-    explicit Sim(const std::string &scenario, const std::string &existing_dir = "") {
+    explicit Sim(const std::string &scenario, const std::string &existing_dir = "",
+                 std::vector<std::string> args = {}) {
         char tmpl[] = "/tmp/zelsim_test_XXXXXX";
         owns_dir = existing_dir.empty();
         dir = owns_dir ? mkdtemp(tmpl) : existing_dir;
         std::ofstream(dir + "/scenario.yaml") << scenario;
-        pid = zeltest::startSimulator({"-v", "--dir", dir, "--scenario", dir + "/scenario.yaml"}, dir + "/log");
+        args.insert(args.end(), {"-v", "--dir", dir, "--scenario", dir + "/scenario.yaml"});
+        pid = zeltest::startSimulator(args, dir + "/log");
+    }
+    // Waits for the simulator to exit by itself: its status.
+    int exitStatus() {
+        int status = -1;
+        if (!waitUntil([&] { return waitpid(pid, &status, WNOHANG) == pid; })) return -2;
+        pid = -1;
+        return WEXITSTATUS(status);
+    }
+    std::string log() const {
+        std::ifstream in(path("log"));
+        return std::string(std::istreambuf_iterator<char>(in), {});
     }
     bool ready() { return zeltest::simulatorStatus(dir).rfind("ok", 0) == 0; }
     int stop() {
@@ -155,16 +168,44 @@ TEST(ZelsimSockets, OneInstanceAtATimeAndNothingLeftBehind) {
     Sim sim(kScenario);
     ASSERT_TRUE(sim.ready());
     Sim second(kScenario, sim.dir);
-    int status = -1;
-    ASSERT_TRUE(waitUntil([&] { return waitpid(second.pid, &status, WNOHANG) == second.pid; }));
-    second.pid = -1;
-    EXPECT_EQ(1, WEXITSTATUS(status));
+    EXPECT_EQ(1, second.exitStatus());
     EXPECT_EQ(0, sim.stop());
     for (const char *name : {"zelto_unix_socket", "ip_change_notify.sock", "sdk_server_notification.sock",
                              "zelsim_control.sock", "zelsim.lock", "smd10"}) {
         struct stat st;
         EXPECT_NE(0, lstat(sim.path(name).c_str(), &st)) << name;
     }
+}
+
+// Only its own user reaches it: socket modes, a link planted at its lock
+// path, a control client of another user.
+TEST(ZelsimSockets, SocketsAreItsUsersAndALinkedLockIsRefused) {
+    for (unsigned mode : {0600u, 0666u}) {
+        Sim sim(kScenario, "", mode == 0600 ? std::vector<std::string>{} : std::vector<std::string>{"--socket-mode", "666"});
+        ASSERT_TRUE(sim.ready());
+        for (const char *name : {"zelto_unix_socket", "ip_change_notify.sock", "sdk_server_notification.sock",
+                                 "zelsim_control.sock"}) {
+            struct stat st;
+            ASSERT_EQ(0, stat(sim.path(name).c_str(), &st)) << name;
+            EXPECT_EQ(mode, st.st_mode & 07777) << name;
+        }
+        if (mode != 0666 || geteuid() != 0) continue;
+        chmod(sim.dir.c_str(), 0755);
+        pid_t child = fork();  // a control client of another user gets no answer
+        if (child == 0) _exit(setuid(65534) == 0 && control(sim.dir, "status") == "error: no answer" ? 0 : 1);
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(0, WEXITSTATUS(status));
+        EXPECT_NE(std::string::npos, sim.log().find("control: refused a client of uid 65534")) << sim.log();
+    }
+    char tmpl[] = "/tmp/zelsim_test_XXXXXX";
+    std::string dir = mkdtemp(tmpl);
+    ASSERT_EQ(0, symlink((dir + "/victim").c_str(), (dir + "/zelsim.lock").c_str()));
+    Sim linked(kScenario, dir);
+    EXPECT_EQ(1, linked.exitStatus());
+    EXPECT_NE(std::string::npos, linked.log().find("zelsim.lock is a symbolic link; refusing it")) << linked.log();
+    EXPECT_FALSE(std::filesystem::exists(dir + "/victim"));
+    std::filesystem::remove_all(dir);
 }
 
 }  // namespace

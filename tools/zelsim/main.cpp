@@ -20,6 +20,13 @@ int main(int argc, char **argv) {
     app.add_option("--modem-link", link,
                    "Link this path to the modem port's pseudo-terminal (default /dev/smd10, or DIR/smd10 with --dir)");
     app.add_flag("--no-modem-link", no_link, "Link nothing to the modem port");
+    app.add_option("--socket-mode", opt.socket_mode, "Permissions of the sockets, in octal (default 0600: only this user)")
+        ->transform([](std::string s) {
+            char *end = nullptr;
+            unsigned long mode = strtoul(s.c_str(), &end, 8);
+            if (s.empty() || *end != '\0' || mode > 0777) throw CLI::ValidationError("--socket-mode", "an octal mode up to 0777");
+            return std::to_string(mode);
+        });
 
     CLI::App *ctl = app.add_subcommand("ctl", "Send a control request to a running simulator");
     std::string ctl_dir;

@@ -24,11 +24,11 @@ bool toBool(const std::string &v, bool *out) {
     return true;
 }
 
-using Setter = std::function<bool(Modem &, const std::string &)>;
+using Setter = std::function<bool(Modem &, const std::string &, std::string *why)>;
 
 template <typename T>
 Setter integer(T Modem::*field) {
-    return [field](Modem &m, const std::string &v) {
+    return [field](Modem &m, const std::string &v, std::string *) {
         long n;
         if (!toInt(v, &n)) return false;
         m.*field = static_cast<T>(n);
@@ -36,25 +36,24 @@ Setter integer(T Modem::*field) {
     };
 }
 Setter text(std::string Modem::*field) {
-    return [field](Modem &m, const std::string &v) {
+    return [field](Modem &m, const std::string &v, std::string *) {
         m.*field = v;
         return true;
     };
 }
 Setter flag(bool Modem::*field) {
-    return [field](Modem &m, const std::string &v) { return toBool(v, &(m.*field)); };
+    return [field](Modem &m, const std::string &v, std::string *) { return toBool(v, &(m.*field)); };
 }
 Setter duration(Ms Modem::*field) {
-    return [field](Modem &m, const std::string &v) { return parseDuration(v, &(m.*field)); };
+    return [field](Modem &m, const std::string &v, std::string *why) { return parseDuration(v, &(m.*field), why); };
 }
 Setter real(double Modem::*field) {
-    return [field](Modem &m, const std::string &v) {
-        try {
-            m.*field = std::stod(v);
-            return true;
-        } catch (const std::exception &) {
-            return false;
-        }
+    return [field](Modem &m, const std::string &v, std::string *) {
+        char *end = nullptr;
+        double d = strtod(v.c_str(), &end);
+        if (v.empty() || *end != '\0' || !std::isfinite(d)) return false;
+        m.*field = d;
+        return true;
     };
 }
 
@@ -71,14 +70,14 @@ const std::map<std::string, Setter> &setters() {
         {"pin", text(&Modem::pin)},
         {"puk", text(&Modem::puk)},
         {"pin_enabled",
-         [](Modem &m, const std::string &v) {
+         [](Modem &m, const std::string &v, std::string *) {
              if (!toBool(v, &m.pin_enabled)) return false;
              if (m.sim == SimState::Ready || m.sim == SimState::Pin)
                  m.sim = m.pin_enabled ? SimState::Pin : SimState::Ready;
              return true;
          }},
         {"sim",
-         [](Modem &m, const std::string &v) {
+         [](Modem &m, const std::string &v, std::string *) {
              static const std::map<std::string, SimState> states = {{"ready", SimState::Ready},
                                                                     {"pin", SimState::Pin},
                                                                     {"puk", SimState::Puk},
@@ -92,7 +91,7 @@ const std::map<std::string, Setter> &setters() {
         {"signal", integer(&Modem::rssi_base)},
         {"network", flag(&Modem::network)},
         {"rat",
-         [](Modem &m, const std::string &v) {
+         [](Modem &m, const std::string &v, std::string *) {
              if (v != "lte" && v != "gsm") return false;
              m.gsm_rat = v == "gsm";
              return true;
@@ -101,7 +100,7 @@ const std::map<std::string, Setter> &setters() {
         {"operator", text(&Modem::oper_long)},
         {"operator_short", text(&Modem::oper_short)},
         {"plmn",
-         [](Modem &m, const std::string &v) {
+         [](Modem &m, const std::string &v, std::string *) {
              if (!std::regex_match(v, std::regex(R"(\d{5,6})"))) return false;  // MCC and a 2- or 3-digit MNC
              m.plmn = v;
              return true;
@@ -139,9 +138,13 @@ int jitter(Ms t) {
 
 Modem::Modem() : settings(defaultSettings()) { pdp[1] = {"IP", "internet", false, ""}; }
 
-bool Modem::setParam(const std::string &key, const std::string &value) {
+bool Modem::setParam(const std::string &key, const std::string &value, std::string *why) {
+    std::string reason = "not a valid value";
     auto it = setters().find(key);
-    return it != setters().end() && it->second(*this, value);
+    if (it == setters().end()) reason = "no such setting";
+    else if (it->second(*this, value, &reason)) return true;
+    if (why != nullptr) *why = reason;
+    return false;
 }
 
 long Args::num(size_t i) const {

@@ -134,8 +134,8 @@ struct Modem {
     Modem();
 
     // Applies a named setting (scenario "modem:" keys, run-time "set"); false
-    // for an unknown key or a value it cannot take.
-    bool setParam(const std::string &key, const std::string &value);
+    // for an unknown key or a value it cannot take, with the reason in `*why`.
+    bool setParam(const std::string &key, const std::string &value, std::string *why = nullptr);
 
     // Answers one command line (without its line end) at `at` ms.
     Outcome handle(const std::string &line, Ms at);

@@ -1,5 +1,6 @@
 #include "scenario.h"
 
+#include <re2/re2.h>
 #include <yaml-cpp/yaml.h>
 
 #include <algorithm>
@@ -9,7 +10,7 @@ namespace zelsim {
 
 Fault *matchFault(std::vector<Fault> &faults, const std::string &line) {
     for (Fault &f : faults) {
-        if (f.count == 0 || !std::regex_match(line, f.re)) continue;
+        if (f.count == 0 || !RE2::FullMatch(line, *f.re)) continue;
         if (f.count > 0) --f.count;
         return &f;
     }
@@ -44,7 +45,9 @@ std::string scalar(const YAML::Node &n, const std::string &key) {
 
 Ms duration(const YAML::Node &n, const std::string &key) {
     Ms ms = 0;
-    if (!parseDuration(scalar(n, key), &ms)) fail(n, "'" + key + "' is not a duration (like 2s, 250ms or 1.5)");
+    std::string why;
+    if (!parseDuration(scalar(n, key), &ms, &why))
+        fail(n, "'" + key + "' is not a duration (like 2s, 250ms or 1.5): " + why);
     return ms;
 }
 
@@ -101,11 +104,12 @@ Fault fault(const YAML::Node &n) {
                  "silent"});
     Fault f;
     f.pattern = scalar(n["on"], "on");
-    try {
-        f.re = std::regex(f.pattern, std::regex::icase);
-    } catch (const std::regex_error &e) {
-        fail(n["on"], "'on' is not a regular expression: " + std::string(e.what()));
-    }
+    RE2::Options options;
+    options.set_case_sensitive(false);
+    options.set_log_errors(false);
+    options.set_max_mem(1 << 20);
+    f.re = std::make_shared<const RE2>(f.pattern, options);
+    if (!f.re->ok()) fail(n["on"], "'on' is not a regular expression: " + f.re->error());
     if (n["count"]) f.count = static_cast<int>(integer(n["count"], "count", 1, 1000000));
     if (n["error"] && flag(n["error"], "error")) f.reply = finalReply("ERROR");
     if (n["cme_error"]) f.reply = finalReply("+CME ERROR: " + std::to_string(integer(n["cme_error"], "cme_error", 0, 9999)));

@@ -3,7 +3,7 @@
 #ifndef ZELSIM_SCENARIO_H
 #define ZELSIM_SCENARIO_H
 
-#include <regex>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -11,12 +11,16 @@
 
 #include "modem.h"
 
+namespace re2 {
+class RE2;
+}
+
 namespace zelsim {
 
 // What happens to the answer of a matching command.
 struct Fault {
     std::string pattern;  // regular expression over the whole command line
-    std::regex re;
+    std::shared_ptr<const re2::RE2> re;  // matches in time linear in the line
     int count = -1;  // times left; -1: every time
     bool replace = false;
     std::string reply;  // sent instead of the modem's answer when `replace`

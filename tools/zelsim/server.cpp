@@ -21,6 +21,7 @@
 #include <map>
 #include <memory>
 
+#include "peer.h"
 #include "port.h"
 
 namespace zelsim {
@@ -135,7 +136,11 @@ private:
 // Takes the lock and makes sure nobody else serves these paths; stale
 // sockets of a dead instance are removed, other files are left alone.
 bool Server::claim() {
-    lock_fd_ = open(paths_.lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    lock_fd_ = open(paths_.lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (lock_fd_ < 0 && errno == ELOOP) {
+        logLine("%s is a symbolic link; refusing it, not starting", paths_.lock.c_str());
+        return false;
+    }
     if (lock_fd_ < 0) {
         logLine("cannot create %s: %s; not starting", paths_.lock.c_str(), strerror(errno));
         return false;
@@ -170,8 +175,11 @@ bool Server::openListeners() {
         if (listen_[k] >= 0) continue;
         sockaddr_un addr;
         int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-        if (fd < 0 || !fillAddress(*paths[k], &addr) ||
-            bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0 || listen(fd, 16) != 0) {
+        // The socket file is born with the chosen mode: no moment when others may connect.
+        mode_t umask_was = umask(~opt_.socket_mode & 0777);
+        bool bound = fd >= 0 && fillAddress(*paths[k], &addr) && bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0;
+        umask(umask_was);
+        if (!bound || listen(fd, 16) != 0) {
             logLine("cannot listen on %s: %s", paths[k]->c_str(), strerror(errno));
             if (fd >= 0) close(fd);
             return false;
@@ -251,6 +259,13 @@ void Server::closePort() {
 void Server::accept(Kind kind) {
     int fd = accept4(listen_[static_cast<int>(kind)], nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) return;
+    uid_t uid;
+    if (kind == Kind::Control && !zel::peerTrusted(fd, &uid)) {
+        logLine("control: refused a client of uid %d, not root or uid %d", static_cast<int>(uid),
+                static_cast<int>(geteuid()));
+        close(fd);
+        return;
+    }
     int id = next_id_++;
     conns_.emplace(id, Conn{fd, kind, LineSplitter(), "", 0});
     logLine("%s client %d connected", kKindName[static_cast<int>(kind)], id);
@@ -397,6 +412,7 @@ std::string Server::status() {
 }
 
 std::string Server::apply(const Action &a) {
+    std::string why;
     switch (a.kind) {
     case Action::Kind::Notify: emit({Event::Kind::Notification, 0, a.text, 0}); break;
     case Action::Kind::IpChange: emit({Event::Kind::IpChange, 0, a.text, 0}); break;
@@ -415,7 +431,8 @@ std::string Server::apply(const Action &a) {
     case Action::Kind::Restart: emit({Event::Kind::Restart, 0, "", a.duration}); break;
     case Action::Kind::Set:
         for (const auto &p : a.params)
-            if (!modem_.setParam(p.first, p.second)) return "error: cannot set " + p.first + " to " + p.second;
+            if (!modem_.setParam(p.first, p.second, &why))
+                return "error: cannot set " + p.first + " to " + p.second + ": " + why;
         break;
     case Action::Kind::AddFault: faults_.push_back(a.fault); break;
     case Action::Kind::ClearFaults: faults_.clear(); break;
@@ -425,9 +442,10 @@ std::string Server::apply(const Action &a) {
 }
 
 int Server::run() {
+    std::string why;
     for (const auto &p : sc_.modem)
-        if (!modem_.setParam(p.first, p.second)) {
-            logLine("scenario: cannot set %s to %s", p.first.c_str(), p.second.c_str());
+        if (!modem_.setParam(p.first, p.second, &why)) {
+            logLine("scenario: cannot set %s to %s: %s", p.first.c_str(), p.second.c_str(), why.c_str());
             return 1;
         }
     for (const auto &m : sc_.stored_sms) modem_.receiveSms(m.first, m.second, 0);

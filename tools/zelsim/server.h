@@ -20,6 +20,7 @@ struct Options {
     std::string dir;         // where the sockets go; "" for the library's fixed paths
     std::string modem_link;  // link to the modem port's pseudo-terminal; "" for none
     bool verbose = false;    // log every command and reply
+    unsigned socket_mode = 0600;  // permissions of every socket it creates
 };
 
 // Runs until SIGINT or SIGTERM; the exit status (1 when it cannot start).

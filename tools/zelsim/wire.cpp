@@ -1,5 +1,6 @@
 #include "wire.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
@@ -67,15 +68,22 @@ std::string escaped(const std::string &bytes, size_t max) {
     return out;
 }
 
-bool parseDuration(const std::string &text, Ms *ms) {
+bool parseDuration(const std::string &text, Ms *ms, std::string *why) {
     const char *s = text.c_str();
     char *end = nullptr;
     double v = strtod(s, &end);
-    if (end == s || v < 0) return false;
     std::string unit(end);
-    if (unit == "ms") *ms = static_cast<Ms>(v);
-    else if (unit.empty() || unit == "s") *ms = static_cast<Ms>(v * 1000.0 + 0.5);
-    else return false;
+    const char *wrong = end == s                                ? "not a number"
+                        : unit != "ms" && unit != "s" && !unit.empty() ? "unknown unit (use s or ms)"
+                        : !std::isfinite(v)                     ? "not a finite number"
+                        : v < 0                                 ? "negative"
+                        : (unit == "ms" ? v : v * 1000.0) > kDayMs ? "longer than a day"
+                                                                : nullptr;
+    if (wrong != nullptr) {
+        if (why != nullptr) *why = wrong;
+        return false;
+    }
+    *ms = static_cast<Ms>(unit == "ms" ? v : v * 1000.0 + 0.5);
     return true;
 }
 

@@ -41,9 +41,10 @@ bool fromHex(const std::string &hex, std::string *bytes);
 // Printable form of wire bytes for the log: \r \n \xNN.
 std::string escaped(const std::string &bytes, size_t max = 200);
 
-// Parses "250ms", "2s", "1.5" (seconds) or a plain number of seconds.
-// Returns false on anything else.
-bool parseDuration(const std::string &text, Ms *ms);
+// Parses "250ms", "2s", "1.5" (seconds) or a plain number of seconds, from
+// 0 to one day. Returns false on anything else, with the reason in `*why`.
+constexpr double kDayMs = 24.0 * 3600 * 1000;
+bool parseDuration(const std::string &text, Ms *ms, std::string *why = nullptr);
 
 // Cuts a byte stream into command lines at CR (a LF alone also ends a line;
 // empty lines vanish). A line that grows past `max` bytes is dropped whole
