@@ -46,9 +46,22 @@ scripts/node_pdu.sh "$root/build/node"
 
 run_suite native build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr
 run_suite asan-ubsan build/asan -DCMAKE_BUILD_TYPE=Debug -DZEL_SANITIZE=address,undefined
+# The shared object as the device package ships it (stripped) must fit 64 KiB.
+device_size() {
+    local so stripped size
+    so=$(find build/armhf -maxdepth 1 -name 'libzelto_sdk.so.*.*.*' | head -1)
+    stripped=$(mktemp)
+    arm-linux-gnueabihf-strip --strip-unneeded -o "$stripped" "$so"
+    size=$(stat -c %s "$stripped")
+    rm -f "$stripped"
+    echo "== armhf: $(basename "$so") stripped is $size bytes ($((size * 100 / 65536))% of 64 KiB)"
+    [ "$size" -le 65536 ] || { echo "== armhf: the shared object grew past 64 KiB"; return 1; }
+}
+
 RUN_PREFIX="${tsan_run[*]}" run_suite tsan build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZEL_SANITIZE=thread
 run_suite armhf-qemu build/armhf -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_TOOLCHAIN_FILE="$root/cmake/armhf.cmake" \
     -DCMAKE_INSTALL_PREFIX=/usr
+device_size
 echo "== fuzz: build"
 cmake -S "$root" -B build/fuzz -G Ninja -Wno-dev -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZEL_SANITIZE=address,undefined -DZEL_FUZZ=ON -DZEL_TESTS=OFF >/dev/null
