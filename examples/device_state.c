@@ -21,6 +21,7 @@ int main(void) {
     int32_t status = zelInit();
     if (status != 0) {
         fprintf(stderr, "zelInit failed with status %d\n", (int)status);
+        zelExit(); /* a failed start may still hold the lock file */
         return 1;
     }
     zelGetSDKVersion(&major, &minor, &patch);

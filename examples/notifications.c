@@ -13,8 +13,9 @@ static pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
 static pthread_cond_t changed = PTHREAD_COND_INITIALIZER;
 static int new_sms, sim_changed;
 
-/* Callbacks run on the listener threads with the library's registry lock
- * held: they only note what happened, the main thread does the work. */
+/* Callbacks run on the listener threads. They may call the library, but a
+ * callback's call holds back that listener's later events for as long as it
+ * takes: these only note what happened, the main thread does the work. */
 static void on_notification(zelNotification *n) {
     pthread_mutex_lock(&lock);
     if (n->type == NOTIFICATION_NEW_SMS) new_sms = 1;
@@ -27,17 +28,21 @@ static void on_notification(zelNotification *n) {
 
 static void on_ip_changed(const char *event_text) { printf("IP change: %s\n", event_text); }
 
-static void print_text(int32_t status, zelString *text) {
-    printf("%s\n", status == 0 ? text->data : "(query failed)");
-    zelFreeString(text);
+/* Takes the text's address, not its value: the query that fills it is the
+ * other argument, and C leaves the order of evaluation open. */
+static void print_text(int32_t status, zelString **text) {
+    printf("%s\n", status == 0 ? (*text)->data : "(query failed)");
+    zelFreeString(*text);
+    *text = NULL;
 }
 
 int main(int argc, char **argv) {
     struct timespec end;
-    zelString *text;
-    if (zelInit() != 0) return 1;
-    if (zelRegisterNotification(on_notification) != 0 || zelRegisterIPChanged(on_ip_changed) != 0) {
-        zelExit();
+    zelString *text = NULL;
+    /* Registered before zelInit starts the listeners: no early event is missed. */
+    if (zelRegisterNotification(on_notification) != 0 || zelRegisterIPChanged(on_ip_changed) != 0) return 1;
+    if (zelInit() != 0) {
+        zelExit(); /* a failed start may still hold the lock file */
         return 1;
     }
     clock_gettime(CLOCK_REALTIME, &end);
@@ -47,10 +52,8 @@ int main(int argc, char **argv) {
         int sms = new_sms, sim = sim_changed;
         new_sms = sim_changed = 0;
         pthread_mutex_unlock(&lock);
-        text = NULL;
-        if (sms && zelCMGFSet(1) == 0) print_text(zelCMGLSet("REC UNREAD", &text), text);
-        text = NULL;
-        if (sim) print_text(zelCPINGet(&text), text);
+        if (sms && zelCMGFSet(1) == 0) print_text(zelCMGLSet("REC UNREAD", &text), &text);
+        if (sim) print_text(zelCPINGet(&text), &text);
         fflush(stdout);
         pthread_mutex_lock(&lock);
     }

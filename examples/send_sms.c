@@ -24,6 +24,7 @@ int main(int argc, char **argv) {
     if (status != 0) {
         fprintf(stderr, "zelInit failed with status %d\n", (int)status);
         zelFreeString(message);
+        zelExit(); /* a failed start may still hold the lock file */
         return 1;
     }
     /* mode 0: the modem encodes the text; any other mode: PDU built here. */
