@@ -1,7 +1,8 @@
 # The code of the guides (docs/*.md), extracted when the build is configured
 # (again whenever a guide changes): whole programs become executables
-# guide_<name>, held to C99 without warnings like the examples; whole
-# functions are compiled into one object library. tests/ runs the programs
+# guide_<name>, with the function blocks they use, held to C99 without
+# warnings like the examples; every function block is also compiled into
+# one object library. tests/ runs the programs
 # against the simulator. ZEL_GUIDE_PROGRAMS lists the programs' names.
 file(GLOB ZEL_GUIDE_PAGES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/*.md)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${ZEL_GUIDE_PAGES}
@@ -19,9 +20,11 @@ set(ZEL_GUIDE_PROGRAMS "")
 set(functions "")
 string(REPLACE "\n" ";" entries "${manifest}")
 foreach(entry IN LISTS entries)
-  if(entry MATCHES "^program (.+)$")
+  if(entry MATCHES "^program ([a-z0-9_]+)(.*)$")
     set(name ${CMAKE_MATCH_1})
-    add_executable(guide_${name} ${ZEL_GUIDE_CODE}/${name}.c)
+    separate_arguments(uses UNIX_COMMAND "${CMAKE_MATCH_2}")
+    list(TRANSFORM uses REPLACE "(.+)" "${ZEL_GUIDE_CODE}/\\1.c")
+    add_executable(guide_${name} ${ZEL_GUIDE_CODE}/${name}.c ${uses})
     target_link_libraries(guide_${name} PRIVATE zelto_sdk Threads::Threads)
     list(APPEND ZEL_GUIDE_PROGRAMS ${name})
   elseif(entry MATCHES "^function (.+)$")

@@ -4,12 +4,12 @@
 #        built, and run against the simulator with the options written to
 #        NAME.run ("expect REGEX", "ctl REQUEST", "signal SIG@S",
 #        "status N", "args WORDS", "scenario NAME" for a scenario block,
-#        "port")
+#        "port"); "uses: F G" links the function blocks F and G into it
 #   <!-- function: NAME -->   whole functions: NAME.c, compiled after a
 #        prelude of the usual headers
 #   <!-- scenario: NAME -->   a simulator scenario (```yaml): NAME.yaml
 #   <!-- fragment -->         a line or two, not compiled
-# Prints "KIND NAME" for each extracted block; an unmarked C block or a
+# Prints "KIND NAME" (and a program's functions) for each extracted block; an unmarked C block or a
 # repeated name is an error.
 #   awk -v out=DIR -f extract_code.awk GUIDE.md...
 function fail(msg) {
@@ -55,11 +55,13 @@ function fail(msg) {
             value = parts[i]
             sub(/^[a-z]+: */, "", value)
             if (key == "scenario") value = out "/" value ".yaml"
-            print key " " value > run
+            if (key == "uses") uses = uses " " value
+            else print key " " value > run
         }
         close(run)
     }
-    print kind " " name
+    print kind " " name uses
+    uses = ""
     next
 }
 /^```$/ && inside {
