@@ -18,7 +18,8 @@
  * | -99  | the modem rejected a firmware-update command, its reply could not be understood, or the firmware-update handler could not be registered |
  *
  * zelVantorGetRegStatus() returns a registration state instead (see there);
- * the byte-level socket and port helpers return byte counts or -1.
+ * the byte-level socket and port helpers return byte counts or -1. The
+ * @ref errors guide tells, for each code, what causes it and what to do.
  *
  * Ownership: every zelString handed back by the library (text outputs,
  * replies of #sdkSendATcmd) is a new record owned by the caller, who frees it
@@ -127,7 +128,7 @@ typedef struct zelNotification {
  * registered from a callback is called from the next event on. Events of one
  * listener are delivered one at a time: a callback that makes a call holds
  * back that listener's later events for as long as the call takes (up to its
- * timeout, 15 s for most commands).
+ * timeout, 15 s for most commands). See @ref threads.
  *
  * @param event_text the event as the server sent it, for example
  *        `ip_change cid=1 if=rmnet_data0 ip=10.0.0.2`.
@@ -486,7 +487,7 @@ extern pthread_mutex_t smd_lock;
  * One process at a time runs the library: zelInit() creates and locks
  * `/tmp/zelto-sdk-lock`. Whatever zelInit() returns, call zelExit() before
  * the process ends, or a lock file left behind makes every later start
- * return 4.
+ * return 4. See @ref threads for signals and for calls in flight at the end.
  * @{
  */
 /**
@@ -537,7 +538,7 @@ int32_t zelGetSDKVersion(int32_t *major, int32_t *minor, int32_t *patch);
 /**
  * @defgroup strings_log Result buffers and log
  * @brief The text record every text output uses, and the library's system
- * log front end.
+ * log front end. See @ref logging.
  * @{
  */
 /**
@@ -640,7 +641,8 @@ void destroy_queue(struct response_queue *queue);
  * is away, and runs until the process ends. Each has ten callback slots,
  * filled in registration order and never emptied; callbacks are called in
  * that order. Repeated values of the state-like notification types are
- * delivered once. Register before zelInit() to miss no early event.
+ * delivered once. Register before zelInit() to miss no early event. See
+ * @ref threads for what a callback may do.
  * @{
  */
 /**
