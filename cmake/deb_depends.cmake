@@ -6,6 +6,11 @@ if(NOT CPACK_GENERATOR STREQUAL "DEB")
 endif()
 include(${CPACK_ZEL_BINARY_DIR}/packaging/elf_files.cmake)  # ZEL_ELF_<component>
 
+# The documentation package only once `ninja docs` has built the HTML.
+if(NOT EXISTS ${CPACK_ZEL_BINARY_DIR}/docs/html/index.html)
+  list(REMOVE_ITEM CPACK_COMPONENTS_ALL doc)
+endif()
+
 set(zel_soname_package_libc.so.6 libc6)
 set(zel_soname_package_libm.so.6 libc6)
 set(zel_soname_package_libstdc++.so.6 libstdc++6)

@@ -47,11 +47,25 @@ foreach(tool zelctl zelsim)
 endforeach()
 file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/packaging/elf_files.cmake CONTENT "${ZEL_ELF_FILES}")
 
+# The reference and the guides as HTML, when doxygen can build them (`ninja
+# docs`): only into their package, which CPack leaves out while they are
+# not built (cmake/deb_depends.cmake).
+if(TARGET docs)
+  set(ZEL_DOC_DIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/libzelto-sdk-doc)
+  install(DIRECTORY ${CMAKE_BINARY_DIR}/docs/html/ DESTINATION ${ZEL_DOC_DIR}/html COMPONENT doc
+    OPTIONAL EXCLUDE_FROM_ALL)
+  # Registered with doc-base, which names the files where the package puts them.
+  install(FILES ${CMAKE_SOURCE_DIR}/packaging/doc-base DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc-base
+    RENAME libzelto-sdk-doc COMPONENT doc EXCLUDE_FROM_ALL)
+  list(APPEND ZEL_COMPONENTS doc)
+endif()
+
 # --- Debian packages -----------------------------------------------------
 # Debian names: the runtime package carries the soname's major version.
 set(ZEL_DEB_runtime libzelto-sdk2)
 set(ZEL_DEB_dev libzelto-sdk-dev)
 set(ZEL_DEB_tools zelto-sdk-tools)
+set(ZEL_DEB_doc libzelto-sdk-doc)
 
 # Each package carries its copyright file and its compressed changelog
 # (installed only into packages); the tools their manual pages.
@@ -94,12 +108,14 @@ set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://example.com/zelto_sdk")
-foreach(component runtime dev tools)
+foreach(component runtime dev tools doc)
   string(TOUPPER ${component} C)
   set(CPACK_DEBIAN_${C}_PACKAGE_NAME ${ZEL_DEB_${component}})
 endforeach()
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "modem client library for the LTE/IoT module
 zelto_sdk drives the modem of the LTE/IoT module through the local SDK
 server: calls, identification, network and packet data, GNSS, SIM, SMS,
@@ -112,6 +128,11 @@ set(CPACK_DEBIAN_TOOLS_DESCRIPTION "command-line tool for the modem of the LTE/I
 zelctl queries and drives the modem through zelto_sdk from a shell, with
 human-readable or JSON output. On development hosts the package also holds
 zelsim, a scriptable simulator of the SDK server and the modem.")
+set(CPACK_DEBIAN_DOC_DESCRIPTION "modem client library for the LTE/IoT module (documentation)
+zelto_sdk drives the modem of the LTE/IoT module through the local SDK
+server. This package holds its reference, generated from the header, and
+its guides (getting started, threads and callbacks, errors and timeouts,
+logging, deploying, testing with the simulator) as HTML.")
 # The runtime package registers the library with ldconfig and lists its
 # shared-library dependency information.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)

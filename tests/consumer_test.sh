@@ -82,6 +82,25 @@ done
 if [ ${#tools[@]} -gt 0 ]; then
     expect_pkg zelto-sdk-tools "$doc/zelto-sdk-tools/changelog.gz $doc/zelto-sdk-tools/copyright $(printf '%s ' "${tools[@]}")"
 fi
+# The documentation, arch-independent, once `ninja docs` has built it.
+docdeb=$tmp/deb/libzelto-sdk-doc_2.2.5_all.deb
+if [ -f "$build/docs/html/index.html" ]; then
+    [ -f "$docdeb" ] || fail "no package libzelto-sdk-doc"
+    [ "$(field "$docdeb" Architecture)" = all ] || fail "libzelto-sdk-doc architecture"
+    [ "$(field "$docdeb" Version)" = 2.2.5 ] || fail "libzelto-sdk-doc version"
+    listed=$(files "$docdeb")
+    html=$doc/libzelto-sdk-doc/html
+    for f in $doc/libzelto-sdk-doc/copyright $doc/libzelto-sdk-doc/changelog.gz /usr/share/doc-base/libzelto-sdk-doc \
+             $html/index.html $html/getting_started.html $html/threads.html $html/errors.html $html/logging.html \
+             $html/deploying.html $html/testing.html $html/recordings.html $html/zelto__sdk_8h.html; do
+        [[ " $listed " == *" $f "* ]] || fail "libzelto-sdk-doc lacks $f"
+    done
+    [ -z "$(echo "$listed" | tr ' ' '\n' | grep -v "^$doc/libzelto-sdk-doc/\|^/usr/share/doc-base/\|^$")" ] ||
+        fail "libzelto-sdk-doc holds files outside its directories"
+    echo "libzelto-sdk-doc: $(echo "$listed" | wc -w) files"
+else
+    [ ! -e "$docdeb" ] || fail "libzelto-sdk-doc without the HTML"
+fi
 if command -v lintian >/dev/null; then
     # lintian leaves its scratch files in TMPDIR: keep them in ours.
     TMPDIR="$tmp" lintian --fail-on error "$tmp"/deb/*.deb || fail "lintian"
