@@ -80,12 +80,19 @@ foreach(component IN LISTS ZEL_COMPONENTS)
   install(FILES ${CMAKE_SOURCE_DIR}/packaging/copyright ${gz} DESTINATION ${doc} COMPONENT ${component}
     EXCLUDE_FROM_ALL)
 endforeach()
+# The manual pages are made from the tools' --help texts (run under the
+# build's emulator when cross-built), so they say what --help says.
 foreach(tool zelctl zelsim)
   if(TARGET ${tool})
     set(gz ${CMAKE_BINARY_DIR}/packaging/${tool}.1.gz)
+    set(man ${CMAKE_BINARY_DIR}/packaging/${tool}.1)
+    set(tail ${CMAKE_SOURCE_DIR}/packaging/${tool}.1.tail)
     add_custom_command(OUTPUT ${gz}
-      COMMAND gzip -9n -c ${CMAKE_SOURCE_DIR}/packaging/${tool}.1 > ${gz}
-      DEPENDS ${CMAKE_SOURCE_DIR}/packaging/${tool}.1 VERBATIM)
+      COMMAND ${CMAKE_COMMAND} -E env ASAN_OPTIONS=detect_leaks=0
+              bash ${CMAKE_SOURCE_DIR}/packaging/help_to_man.sh ${tool} ${PROJECT_VERSION} ${tail} ${man}
+              -- ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${tool}>
+      COMMAND gzip -9n -c ${man} > ${gz}
+      DEPENDS ${tool} ${CMAKE_SOURCE_DIR}/packaging/help_to_man.sh ${tail} VERBATIM)
     list(APPEND ZEL_CHANGELOGS ${gz})
     install(FILES ${gz} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   endif()

@@ -434,7 +434,7 @@ void addCommands(CLI::App &app, Args &a, std::map<const CLI::App *, Action> &act
         ->check(intIn(0, 4));
     CLI::App *send = leaf(sms, "send", "Send a message over the modem port /dev/smd10", [&] { return smsSend(a); });
     send->add_option("number", a.number, "Destination number")->required()->check(checked(checkPhone, "NUMBER"));
-    send->add_option("text", a.body, "Message text")->required();
+    send->add_option("text", a.body, "Message text: at most 160 characters, 70 with --pdu")->required();
     send->add_flag("--pdu", a.pdu, "PDU mode (UCS-2, 10-digit national number, at most 70 characters)");
     send->callback([&] {
         std::string problem = a.pdu ? checkDigits(a.number, 10, 10) : "";

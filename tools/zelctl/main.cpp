@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <cstdio>
+#include <map>
 #include <iostream>
 
 #include "glue.h"
@@ -40,6 +41,61 @@ int usage(const CLI::App &app, const CLI::ParseError &e) {
     return 2;
 }
 
+// What every command's --help ends with (and so its manual page, made from
+// the --help texts): one example and the exit statuses. A command without an
+// example here fails the build of the manual page.
+struct HelpTail {
+    const char *example;
+    const char *failure;  // what exit status 1 means besides a failed call
+};
+const std::map<std::string, HelpTail> kHelpTails = {
+    {"zelctl", {"zelctl --json reg", ""}},
+    {"zelctl info", {"zelctl info", ""}},
+    {"zelctl signal", {"zelctl signal", ""}},
+    {"zelctl reg", {"zelctl reg", ""}},
+    {"zelctl scan", {"zelctl scan", ""}},
+    {"zelctl pdp", {"zelctl pdp list", ""}},
+    {"zelctl pdp list", {"zelctl --json pdp list", ""}},
+    {"zelctl pdp define", {"zelctl pdp define 1 internet --type IPV4V6", ""}},
+    {"zelctl pdp activate", {"zelctl pdp activate 1 --wait-ip 5", ""}},
+    {"zelctl pdp deactivate", {"zelctl pdp deactivate 1", ""}},
+    {"zelctl cells", {"zelctl cells", ""}},
+    {"zelctl sim", {"zelctl sim status", ""}},
+    {"zelctl sim status", {"zelctl sim status", ""}},
+    {"zelctl sim pin", {"zelctl sim pin 1234", " or the PIN was refused"}},
+    {"zelctl sim puk", {"zelctl sim puk 12345678 4321", " or the PUK was refused"}},
+    {"zelctl sms", {"zelctl sms list --status unread", ""}},
+    {"zelctl sms list", {"zelctl sms list --status unread", ""}},
+    {"zelctl sms read", {"zelctl sms read 3", ""}},
+    {"zelctl sms delete", {"zelctl sms delete 0 --flag 1", ""}},
+    {"zelctl sms send", {"zelctl sms send +15550123 'On my way'", " or there is no /dev/smd10"}},
+    {"zelctl gnss", {"zelctl gnss on", ""}},
+    {"zelctl gnss on", {"zelctl gnss on", ""}},
+    {"zelctl gnss off", {"zelctl gnss off", ""}},
+    {"zelctl gnss position", {"zelctl gnss position --wait 60", " or no fix came within --wait seconds"}},
+    {"zelctl ota", {"zelctl ota status", ""}},
+    {"zelctl ota check", {"zelctl ota check http://updates.example.com/zm200", ", the step failed or it did not end within --timeout seconds"}},
+    {"zelctl ota download", {"zelctl ota download http://updates.example.com/zm200/2.2.6", ", the step failed or it did not end within --timeout seconds"}},
+    {"zelctl ota install", {"zelctl ota install --timeout 900", ", the step failed or it did not end within --timeout seconds"}},
+    {"zelctl ota activate", {"zelctl ota activate", ", the step failed or it did not end within --timeout seconds"}},
+    {"zelctl ota apply", {"zelctl ota apply", ""}},
+    {"zelctl ota status", {"zelctl --json ota status", ""}},
+    {"zelctl watch", {"zelctl watch --json --count 5 --timeout 60", " or fewer than --count events came within --timeout seconds"}},
+    {"zelctl at", {"zelctl at 'AT+COPS?'", " or the modem answered anything but OK"}},
+};
+
+void addHelpTails(CLI::App *app) {
+    auto tail = kHelpTails.find(commandPath(app));
+    if (tail != kHelpTails.end())
+        app->footer(std::string("Example: ") + tail->second.example +
+                    "\n\nExit status: 0 success, 1 the library or the modem reported a failure" +
+                    tail->second.failure + ", 2 bad usage (nothing is sent to the modem)." +
+                    (app->get_subcommands([](const CLI::App *) { return true; }).empty()
+                         ? ""
+                         : "\nRun '" + commandPath(app) + " <command> --help' for the options of a command."));
+    for (CLI::App *s : app->get_subcommands([](const CLI::App *) { return true; })) addHelpTails(s);
+}
+
 void reportFailure(const zelctl::Failure &f, bool json) {
     fprintf(stderr, "zelctl: %s\n", f.message().c_str());
     if (!json) return;
@@ -58,11 +114,10 @@ int main(int argc, char **argv) {
     zelctl::Args args;
     std::map<const CLI::App *, zelctl::Action> actions;
     CLI::App app{"Drives the module's modem through libzelto_sdk.", "zelctl"};
-    app.footer("Exit status: 0 success, 1 the library or the modem reported a failure, 2 bad usage.\n"
-               "Run 'zelctl <command> --help' for the options of a command.");
     app.add_flag("--json", args.json, "Print one JSON document (watch: one JSON object per line)");
     app.require_subcommand(1, 1);
     zelctl::addCommands(app, args, actions);
+    addHelpTails(&app);
     // --json is accepted after the subcommand as well.
     for (CLI::App *s : app.get_subcommands([](const CLI::App *) { return true; })) {
         s->fallthrough();

@@ -10,7 +10,10 @@
 #include "server.h"
 
 int main(int argc, char **argv) {
-    CLI::App app{"zelsim: the SDK server and the modem behind it, for running the library on a laptop"};
+    CLI::App app{"zelsim: the SDK server and the modem behind it, for running the library on a laptop", "zelsim"};
+    app.footer("Example: zelsim -v --scenario tools/zelsim/scenarios/example.yaml\n\n"
+               "Exit status: 0 stopped by SIGINT or SIGTERM, 1 it could not start (a server holds the sockets, "
+               "the scenario is invalid), 2 bad usage.");
     zelsim::Options opt;
     std::string scenario_file, link;
     bool no_link = false;
@@ -35,7 +38,14 @@ int main(int argc, char **argv) {
     ctl->add_option("request", words,
                     "status | clear_faults | drop | a YAML entry, e.g. '{notify: {type: new_sms, value: 1}}'")
         ->required();
-    CLI11_PARSE(app, argc, argv);
+    ctl->footer("Example: zelsim ctl '{notify: {type: new_sms, value: 1}}'\n\n"
+                "Exit status: 0 the simulator answered ok, 1 it answered an error or did not answer, 2 bad usage.");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &e) {
+        int status = app.exit(e);  // prints the help, or what is wrong
+        return status == 0 ? 0 : 2;
+    }
 
     if (*ctl) {
         std::string request;
