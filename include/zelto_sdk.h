@@ -640,9 +640,10 @@ void destroy_queue(struct response_queue *queue);
  * `/tmp/sdk_server_notification.sock`), retries every 2 s while the server
  * is away, and runs until the process ends. Each has ten callback slots,
  * filled in registration order and never emptied; callbacks are called in
- * that order. Repeated values of the state-like notification types are
- * delivered once. Register before zelInit() to miss no early event. See
- * @ref threads for what a callback may do.
+ * that order. A notification of the state-like types 0, 1, 5 and 6 whose
+ * value equals the last one delivered for its type is dropped (the first
+ * ones are compared with 9, 5, 0 and 5). Register before zelInit() to miss
+ * no early event. See @ref threads for what a callback may do.
  * @{
  */
 /**
