@@ -87,8 +87,8 @@ faults:
 TEST(ZelsimSockets, RepliesFaultsNotificationsAndIpChanges) {
     Sim sim(kScenario);
     ASSERT_TRUE(sim.ready());
-    Client cmd(sim.path("zelto_unix_socket")), notify(sim.path("sdk_server_notification.sock")),
-        ip(sim.path("ip_change_notify.sock"));
+    Client cmd(sim.path(zel::wire::kServerSocketName)), notify(sim.path(zel::wire::kNotifySocketName)),
+        ip(sim.path(zel::wire::kIpSocketName));
     EXPECT_EQ("\r\n+CME ERROR: 10\r\n", cmd.ask("AT+CSQ\r\n", "\r\n+CME ERROR: 10\r\n"));
     std::string csq = cmd.ask("AT+CSQ\r\n", "\r\n+CSQ: 22,99\r\n\r\nOK\r\n");
     EXPECT_TRUE(std::regex_match(csq, std::regex("\r\n\\+CSQ: \\d\\d,99\r\n\r\nOK\r\n"))) << escaped(csq);
@@ -113,7 +113,7 @@ TEST(ZelsimSockets, RepliesFaultsNotificationsAndIpChanges) {
 TEST(ZelsimSockets, SurvivesGarbageLongLinesAndClientsThatLeave) {
     Sim sim(kScenario);
     ASSERT_TRUE(sim.ready());
-    std::string path = sim.path("zelto_unix_socket");
+    std::string path = sim.path(zel::wire::kServerSocketName);
     {
         Client c(path);
         EXPECT_EQ("\r\nERROR\r\n", c.ask(std::string("\x00\xff\x01garbage\r\n", 12), "\r\nERROR\r\n"));
@@ -145,7 +145,7 @@ TEST(ZelsimSockets, ModemPortSendsAMessageThatCanBeListed) {
     EXPECT_EQ("\r\n> ", port.ask("AT+CMGS=\"+15550100\"\r\n", "\r\n> "));
     EXPECT_EQ("\r\n+CMGS: 1\r\n\r\nOK\r\n", port.ask("see you\x1a", "\r\n+CMGS: 1\r\n\r\nOK\r\n"));
     EXPECT_EQ("\r\nOK\r\n", port.ask("ATD5550100;\r\n", "\r\nOK\r\n"));
-    Client cmd(sim.path("zelto_unix_socket"));
+    Client cmd(sim.path(zel::wire::kServerSocketName));
     std::string list = "\r\n+CMGL: 1,\"STO SENT\",\"+15550100\",,\r\nsee you\r\n\r\nOK\r\n";
     EXPECT_EQ(list, cmd.ask("AT+CMGL=\"ALL\"\r\n", list));
     EXPECT_EQ("\r\n+CPAS: 4\r\n\r\nOK\r\n", cmd.ask("AT+CPAS\r\n", "\r\n+CPAS: 4\r\n\r\nOK\r\n"));
@@ -160,7 +160,7 @@ TEST(ZelsimSockets, OneInstanceAtATimeAndNothingLeftBehind) {
     second.pid = -1;
     EXPECT_EQ(1, WEXITSTATUS(status));
     EXPECT_EQ(0, sim.stop());
-    for (const char *name : {"zelto_unix_socket", "ip_change_notify.sock", "sdk_server_notification.sock",
+    for (const char *name : {zel::wire::kServerSocketName, zel::wire::kIpSocketName, zel::wire::kNotifySocketName,
                              "zelsim_control.sock", "zelsim.lock", "smd10"}) {
         struct stat st;
         EXPECT_NE(0, lstat(sim.path(name).c_str(), &st)) << name;

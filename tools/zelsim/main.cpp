@@ -50,6 +50,6 @@ int main(int argc, char **argv) {
             return 1;
         }
     }
-    if (!no_link) opt.modem_link = !link.empty() ? link : opt.dir.empty() ? "/dev/smd10" : opt.dir + "/smd10";
+    if (!no_link) opt.modem_link = !link.empty() ? link : opt.dir.empty() ? zel::wire::kModemPort : opt.dir + "/smd10";
     return zelsim::serve(opt, scenario);
 }

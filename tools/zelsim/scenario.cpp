@@ -74,10 +74,13 @@ void onlyKeys(const YAML::Node &n, std::initializer_list<const char *> keys) {
     }
 }
 
-const std::map<std::string, uint8_t> kTypeNames = {
-    {"network_mode", kNetworkMode}, {"type_1", kType1},   {"new_sms", kNewSms},         {"ota_status", kOtaStatus},
-    {"urc", kUrc},                  {"type_5", kType5},   {"sim_status", kSimStatus}, {"wakeup", kWakeup},
-};
+// A type by its name (zel::wire::kNotificationNames) or number.
+long itemType(const YAML::Node &n) {
+    const std::string t = scalar(n, "type");
+    for (uint8_t i = 0; i < zel::wire::kNotificationTypes; ++i)
+        if (t == zel::wire::kNotificationNames[i]) return i;
+    return integer(n, "type", 0, 255);
+}
 
 std::string item(const YAML::Node &n) {
     onlyKeys(n, {"type", "value", "status", "progress", "text", "raw"});
@@ -87,12 +90,10 @@ std::string item(const YAML::Node &n) {
         return bytes;
     }
     if (!n["type"]) fail(n, "a notification needs 'type'");
-    std::string t = scalar(n["type"], "type");
-    auto named = kTypeNames.find(t);
-    long type = named != kTypeNames.end() ? named->second : integer(n["type"], "type", 0, 255);
+    long type = itemType(n["type"]);
     auto byte = [&n](const char *key) { return n[key] ? static_cast<uint8_t>(integer(n[key], key, 0, 255)) : 0; };
-    if (type == kOtaStatus) return itemOta(byte("status"), byte("progress"));
-    if (type == kUrc) return itemUrc(n["text"] ? scalar(n["text"], "text") : "");
+    if (type == NOTIFICATION_OTA_STATUS) return itemOta(byte("status"), byte("progress"));
+    if (type == NOTIFICATION_URC) return itemUrc(n["text"] ? scalar(n["text"], "text") : "");
     return itemByte(static_cast<uint8_t>(type), byte("value"));
 }
 

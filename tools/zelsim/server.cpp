@@ -26,11 +26,10 @@
 namespace zelsim {
 
 Paths pathsIn(const std::string &dir) {
-    if (dir.empty() || dir == "/tmp")
-        return {"/tmp/zelto_unix_socket", "/tmp/ip_change_notify.sock", "/tmp/sdk_server_notification.sock",
-                "/tmp/zelsim_control.sock", "/tmp/zelsim.lock"};
-    return {dir + "/zelto_unix_socket", dir + "/ip_change_notify.sock", dir + "/sdk_server_notification.sock",
-            dir + "/zelsim_control.sock", dir + "/zelsim.lock"};
+    namespace wire = zel::wire;
+    const std::string d = dir.empty() ? wire::kDir : dir;
+    return {d + "/" + wire::kServerSocketName, d + "/" + wire::kIpSocketName, d + "/" + wire::kNotifySocketName,
+            d + "/zelsim_control.sock", d + "/zelsim.lock"};
 }
 
 namespace {
