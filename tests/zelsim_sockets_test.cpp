@@ -25,12 +25,14 @@ struct Sim {
     pid_t pid = -1;
     bool owns_dir;
 
-    explicit Sim(const std::string &scenario, const std::string &existing_dir = "") {
+    explicit Sim(const std::string &scenario, const std::string &existing_dir = "", bool strict = false) {
         char tmpl[] = "/tmp/zelsim_test_XXXXXX";
         owns_dir = existing_dir.empty();
         dir = owns_dir ? mkdtemp(tmpl) : existing_dir;
         std::ofstream(dir + "/scenario.yaml") << scenario;
-        pid = zeltest::startSimulator({"-v", "--dir", dir, "--scenario", dir + "/scenario.yaml"}, dir + "/log");
+        std::vector<std::string> args = {"-v", "--dir", dir, "--scenario", dir + "/scenario.yaml"};
+        if (strict) args.push_back("--strict");
+        pid = zeltest::startSimulator(args, dir + "/log");
     }
     bool ready() { return zeltest::simulatorStatus(dir).rfind("ok", 0) == 0; }
     int stop() {
@@ -149,6 +151,49 @@ TEST(ZelsimSockets, ModemPortSendsAMessageThatCanBeListed) {
     std::string list = "\r\n+CMGL: 1,\"STO SENT\",\"+15550100\",,\r\nsee you\r\n\r\nOK\r\n";
     EXPECT_EQ(list, cmd.ask("AT+CMGL=\"ALL\"\r\n", list));
     EXPECT_EQ("\r\n+CPAS: 4\r\n\r\nOK\r\n", cmd.ask("AT+CPAS\r\n", "\r\n+CPAS: 4\r\n\r\nOK\r\n"));
+}
+
+// Two answers recorded for AT+CSQ (the first in two bursts), a masked PIN,
+// a message sent over the port, and a notification to the second listener.
+const char kRecording[] = R"(version: 1
+recording: {tool: zeltap}
+exchanges:
+  - {at: 1s, command: "AT+CSQ", reply: [[0ms, "\r\n+CSQ: 7,99\r\n"], [400ms, "\r\nOK\r\n"]]}
+  - {at: 2s, command: "AT+CSQ", reply: [[0ms, "\r\n+CSQ: 8,99\r\n\r\nOK\r\n"]]}
+  - {at: 3s, command: "AT+CPIN=<masked>", reply: [[0ms, "\r\nOK\r\n"]]}
+  - {at: 4s, port: true, command: "AT+CMGF=1", reply: [[0ms, "\r\nOK\r\n"]]}
+  - {at: 4s, port: true, command: "AT+CMGS=\"+15550100\"", reply: [[0ms, "\r\n> "]]}
+  - {at: 4.1s, port: true, body: "hi", reply: [[5ms, {hex: 0D0A2B434D47533A2034320D0A0D0A4F4B0D0A}]]}
+events:
+  - {at: 5s, client: 2, after: 100ms, notify: {type: new_sms, value: 1}}
+end: true
+)";
+
+TEST(ZelsimSockets, ReplaysARecordingThenTheModelOrErrorWhenStrict) {
+    for (bool strict : {false, true}) {
+        SCOPED_TRACE(strict ? "strict" : "model fallback");
+        Sim sim(kRecording, "", strict);
+        ASSERT_TRUE(sim.ready());
+        Client cmd(sim.path(zel::wire::kServerSocketName));
+        cmd.say("AT+CSQ\r\n");
+        EXPECT_EQ("\r\n+CSQ: 7,99\r\n", cmd.read(14));
+        EXPECT_EQ("", cmd.read(1, 200)) << "the second burst keeps its recorded pause";
+        EXPECT_EQ("\r\nOK\r\n", cmd.read(6));
+        EXPECT_EQ("\r\n+CSQ: 8,99\r\n\r\nOK\r\n", cmd.ask("AT+CSQ\r\n", "\r\n+CSQ: 8,99\r\n\r\nOK\r\n"));
+        std::string third = cmd.ask("AT+CSQ\r\n", strict ? "\r\nERROR\r\n" : "\r\n+CSQ: 22,99\r\n\r\nOK\r\n");
+        EXPECT_EQ(strict, third == "\r\nERROR\r\n") << escaped(third);
+        EXPECT_EQ("\r\nOK\r\n", cmd.ask("AT+CPIN=4711\r\n", "\r\nOK\r\n"));
+
+        Client first(sim.path(zel::wire::kNotifySocketName)), second(sim.path(zel::wire::kNotifySocketName));
+        EXPECT_EQ(std::string("\x02\x01", 2), second.read(2));
+        EXPECT_EQ("", first.read(1, 200));
+
+        Client port(open(sim.path("smd10").c_str(), O_RDWR | O_NOCTTY));
+        EXPECT_EQ("\r\nOK\r\n", port.ask("AT+CMGF=1\r\n", "\r\nOK\r\n"));
+        EXPECT_EQ("\r\n> ", port.ask("AT+CMGS=\"+15550100\"\r\n", "\r\n> "));
+        EXPECT_EQ("\r\n+CMGS: 42\r\n\r\nOK\r\n", port.ask("hi\x1a", "\r\n+CMGS: 42\r\n\r\nOK\r\n"));
+        EXPECT_EQ(strict ? 3 : 0, sim.stop());
+    }
 }
 
 TEST(ZelsimSockets, OneInstanceAtATimeAndNothingLeftBehind) {
