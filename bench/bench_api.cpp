@@ -33,6 +33,7 @@
 #include <vector>
 
 #include "bench/bench_util.h"
+#include "core/wire.h"
 #include "tests/fake_server.h"
 #include "zelto_sdk.h"
 
@@ -40,8 +41,8 @@ namespace {
 
 using namespace zelbench;
 
-const char *const kFixedPaths[] = {"/tmp/zelto_unix_socket", "/tmp/ip_change_notify.sock",
-                                   "/tmp/sdk_server_notification.sock", "/tmp/zelto-sdk-lock"};
+const char *const kFixedPaths[] = {zel::wire::kServerSocket, zel::wire::kIpSocket, zel::wire::kNotifySocket,
+                                   zel::wire::kLockFile};
 const char kDevLog[] = "/dev/log";
 const std::string kCommand = "AT+CSQ\r\n";
 const std::string kReply = "\r\n+CSQ: 23,99\r\n\r\nOK\r\n";

@@ -1,6 +1,7 @@
 // IP-change listener: a detached thread on the IP-change socket that passes
 // each received text to every registered callback.
 #include "listener.h"
+#include "wire.h"
 
 namespace {
 
@@ -10,7 +11,7 @@ std::atomic<bool> g_started{false};
 void *ip_listener_loop(void *) {
     // Over 15 characters: refused, the thread keeps its inherited name.
     pthread_setname_np(pthread_self(), "sdk_init_ip_listener_thread");
-    char text[256];
+    char text[zel::wire::kIpEventMax + 1];
     for (;;) {
         int fd = zel::connectListener(&zel::Platform::ip_socket);
         if (fd < 0) return nullptr;

@@ -38,6 +38,7 @@
 #include "listener.h"
 #include "log.h"
 #include "platform.h"
+#include "wire.h"
 
 namespace {
 const char kTag[] = "core";
@@ -45,9 +46,11 @@ const char kTag[] = "core";
 
 extern "C" {
 char *extended_errors[5] = {
-    const_cast<char *>("CME ERROR"), const_cast<char *>("CMS ERROR"), const_cast<char *>("PDP ERROR"),
-    const_cast<char *>("CERROR"),    const_cast<char *>("CONNECT ERROR"),
+    const_cast<char *>(zel::wire::kExtendedErrors[0]), const_cast<char *>(zel::wire::kExtendedErrors[1]),
+    const_cast<char *>(zel::wire::kExtendedErrors[2]), const_cast<char *>(zel::wire::kExtendedErrors[3]),
+    const_cast<char *>(zel::wire::kExtendedErrors[4]),
 };
+static_assert(zel::wire::kExtendedErrorCount == 5, "extended_errors holds five entries");
 zelString *(*sdkSendATcmd)(const char *command, int32_t length, int32_t timeout_seconds) = nullptr;
 }
 

@@ -7,12 +7,13 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "wire.h"
 #include "zelto_sdk.h"
 
 namespace zel {
 
 // The most bytes the listener takes in one receive.
-constexpr size_t kNotificationMessageMax = 65600;
+constexpr size_t kNotificationMessageMax = wire::kNotificationMessageMax;
 // Every item takes at least two bytes, so this many records hold any message.
 constexpr size_t kNotificationRecordsMax = kNotificationMessageMax / 2;
 

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "peer.h"
+#include "wire.h"
 
 namespace zel {
 namespace {
@@ -36,11 +37,11 @@ void exitProcess(int status) { exit(status); }
 int openPort(const char *path, int flags) { return open(path, flags); }
 
 constexpr Platform kDefault = {
-    "/tmp/zelto_unix_socket",
-    "/tmp/ip_change_notify.sock",
-    "/tmp/sdk_server_notification.sock",
-    "/tmp/zelto-sdk-lock",
-    "/dev/smd10",
+    wire::kServerSocket,
+    wire::kIpSocket,
+    wire::kNotifySocket,
+    wire::kLockFile,
+    wire::kModemPort,
     "/sys/class/gpio",
     "/sys/kernel/debug/msm_otg/mode",
     shellSystem,

@@ -119,7 +119,7 @@ public:
         // The simulator links the modem port path only when nothing is there.
         bool link = geteuid() == 0;
         unlink(kLog);
-        pid_ = zeltest::startSimulator({"-v", "--scenario", kScenario, link ? "--modem-link=/dev/smd10" : "--no-modem-link"},
+        pid_ = zeltest::startSimulator({"-v", "--scenario", kScenario, link ? std::string("--modem-link=") + zel::wire::kModemPort : "--no-modem-link"},
                                        kLog);
         std::string status = zeltest::simulatorStatus("", 10000);
         if (status.rfind("ok", 0) != 0) {
@@ -127,14 +127,14 @@ public:
             pid_ = -1;
             return void(skip = std::string("the simulator did not start (does a server hold the sockets?); see ") + kLog);
         }
-        port = status.find("link=/dev/smd10") != std::string::npos;
+        port = status.find(std::string("link=") + zel::wire::kModemPort) != std::string::npos;
     }
 
     void TearDown() override {
         if (pid_ <= 0) return;
         EXPECT_EQ(0, zeltest::stopSimulator(pid_));
         for (const std::string &p : fixedPaths()) EXPECT_FALSE(exists(p)) << p << " was left behind";
-        if (port) EXPECT_FALSE(exists("/dev/smd10")) << "the modem port link was left behind";
+        if (port) EXPECT_FALSE(exists(zel::wire::kModemPort)) << "the modem port link was left behind";
         unlink(kScenario);
         if (::testing::UnitTest::GetInstance()->Passed()) unlink(kLog);  // kept only to explain a failure
     }

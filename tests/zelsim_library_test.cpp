@@ -19,7 +19,7 @@ namespace {
 using zeltest::waitUntil;
 using zeltest::Owned;
 
-const char kPort[] = "/dev/smd10";
+const char *const kPort = zel::wire::kModemPort;
 const char kLog[] = "/tmp/zelsim_library_test.log";
 
 zeltest::Recorder<std::pair<uint32_t, int>> g_notes;  // type, value
@@ -40,7 +40,7 @@ public:
         if (!(skip = zeltest::claimFixedPaths()).empty()) return;
         unlink(kLog);
         // As root the simulator links the modem port path, only when nothing is there.
-        pid_ = zeltest::startSimulator({"-v", geteuid() == 0 ? "--modem-link=/dev/smd10" : "--no-modem-link"}, kLog);
+        pid_ = zeltest::startSimulator({"-v", geteuid() == 0 ? std::string("--modem-link=") + kPort : "--no-modem-link"}, kLog);
         std::string status = zeltest::simulatorStatus("");
         if (status.rfind("ok", 0) != 0) {
             zeltest::stopSimulator(pid_);  // it left by itself, or never answered

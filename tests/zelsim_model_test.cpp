@@ -4,6 +4,7 @@
 
 #include "pdu.h"
 #include "port.h"
+#include "replay.h"
 #include "scenario.h"
 
 namespace {
@@ -181,6 +182,48 @@ faults:
     EXPECT_EQ((std::pair<Ms, std::string>{1100, "ELT"}), d.pieces[1]);
 }
 
+TEST(ZelsimReplay, MatchesEachTextToItsNextUnusedAnswer) {
+    using L = Exchange::Link;
+    Scenario s = parseScenario(R"(version: 1
+recording: {tool: zeltap}
+exchanges:
+  - {command: AT+CSQ, reply: [[0ms, a], [5ms, b]]}
+  - {command: "AT+CPIN=<masked>,\"\"", reply: [[0ms, pin]]}
+  - {command: AT+CSQ, reply: [[0ms, c]]}
+  - {command: "AT+CPIN=\"1234\",\"\"", reply: [[0ms, exact]]}
+  - {port: true, command: AT+CSQ, reply: [[0ms, port]]}
+  - {port: true, body: "hi", reply: [[1s, {hex: 00FF}]]}
+end: true
+)");
+    ASSERT_EQ(6u, s.exchanges.size());
+    struct Row {
+        L link;
+        std::string text, expect;  // bursts joined, "-" for the model, "ERROR" when refused
+    };
+    const Row rows[] = {
+        {L::Command, "AT+CSQ", "ab"},   {L::Port, "AT+CSQ", "port"},  {L::Command, "AT+CSQ", "c"},
+        {L::Command, "AT+CSQ", "-"},    {L::Command, "AT+CPIN=\"1234\",\"\"", "pin"},  // recorded first
+        {L::Command, "AT+CPIN=\"1234\",\"\"", "exact"},                                 // then the exact one
+        {L::Command, "AT+CPIN=\"9\",\"\"", "-"}, {L::Body, "hi", std::string("\0\xff", 2)}, {L::Body, "hi", "-"},
+    };
+    for (bool strict : {false, true}) {
+        Replay replay(s.exchanges, strict);
+        for (const Row &r : rows) {
+            SCOPED_TRACE(r.text);
+            Replay::Answer a = replay.answer(r.link, r.text);
+            EXPECT_EQ(r.expect == "-" ? (strict ? "\r\nERROR\r\n" : "") : r.expect, joined(a.bursts).reply);
+            EXPECT_EQ(r.expect == "-" ? (strict ? Replay::How::Refused : Replay::How::Model) : Replay::How::Recorded, a.how);
+        }
+        EXPECT_EQ(strict ? 3 : 0, replay.refused());
+    }
+    EXPECT_EQ(1000, joined(s.exchanges[5].reply).delay_ms);
+    // A masked field takes any value up to the next comma or quote, and nothing else.
+    EXPECT_TRUE(matchesMasked("AT+CPWD=\"SC\",\"<masked>\",\"<masked>\"", "AT+CPWD=\"SC\",\"1\",\"22\""));
+    EXPECT_TRUE(matchesMasked("AT+CPIN=<masked>", "AT+CPIN=12345678"));
+    EXPECT_FALSE(matchesMasked("AT+CPIN=<masked>", "AT+CPIN=1,2"));
+    EXPECT_FALSE(matchesMasked("AT+CLCK=\"SC\",1,<masked>", "AT+CLCK=\"PN\",1,1234"));
+}
+
 TEST(ZelsimScenario, RefusesWhatItCannotRead) {
     struct Bad {
         const char *yaml, *message;
@@ -202,6 +245,20 @@ TEST(ZelsimScenario, RefusesWhatItCannotRead) {
         {"events: [{at: 1e300, drop: true}]", "longer than a day"},
         {"events: [{at: 86401s, drop: true}]", "longer than a day"},
         {"faults: [{on: AT, delay: 2h}]", "unknown unit"},
+        {"just some text", "line 1: not a scenario"},
+        {"- {at: 1s}\n- {at: 2s}", "line 1: not a scenario"},
+        {"modem: {}\nversion: 2\n", "line 2: version 2 is not one this zelsim reads (it reads version 1)"},
+        {"recording: {tool: zeltap}\nexchanges:\n  - {command: AT, reply: []}\n",
+         "line 3: the recording stops here without its closing 'end: true'"},
+        {"exchanges:\n  - {command: AT, reply: [[1ms, \"\\r\\nO", "line 2, column"},
+        {"exchanges: [{command: AT, body: x, port: true}]", "a 'command', or on the modem port a message 'body'"},
+        {"exchanges: [{body: x}]", "add 'port: true'"},
+        {"exchanges: [{command: AT, reply: [[2ms, a], [1ms, b]]}]", "go in time order"},
+        {"exchanges: [{command: AT, reply: [[2ms]]}]", "a burst of 'reply' is [TIME, BYTES]"},
+        {"exchanges: [{command: {hex: 4}}]", "'command' is text or {hex: DIGITS}"},
+        {"events: [{at: 1, client: 2, drop: true}]", "'client' goes with notify, ip_change or unsolicited"},
+        {"events: [{at: 1, after: 2s, ip_change: x}]", "'after' counts from the connection named by 'client'"},
+        {"end: maybe", "'end' must be true or false"},
     };
     for (const Bad &b : cases) {
         try {

@@ -22,9 +22,9 @@ namespace zeltest {
 
 // The library's fixed sockets, the simulator's control socket and the library's lock file.
 inline const std::vector<std::string> &fixedPaths() {
-    static const std::vector<std::string> paths = {"/tmp/zelto_unix_socket", "/tmp/ip_change_notify.sock",
-                                                   "/tmp/sdk_server_notification.sock", "/tmp/zelsim_control.sock",
-                                                   "/tmp/zelto-sdk-lock"};
+    namespace wire = zel::wire;
+    static const std::vector<std::string> paths = {wire::kServerSocket, wire::kIpSocket, wire::kNotifySocket,
+                                                   zelsim::pathsIn("").control, wire::kLockFile};
     return paths;
 }
 
@@ -35,7 +35,7 @@ inline const std::vector<std::string> &fixedPaths() {
 // rest of what a killed run left (stale sockets, a link to a vanished
 // pseudo-terminal) and refuses to start while a live server holds a socket.
 inline std::string claimFixedPaths() {
-    const char *lock = "/tmp/zelto-sdk-lock";
+    const char *lock = zel::wire::kLockFile;
     int fd = open(lock, O_RDONLY | O_CLOEXEC);
     if (fd < 0) return "";
     bool held = flock(fd, LOCK_EX | LOCK_NB) != 0;

@@ -100,8 +100,8 @@ faults:
 TEST(ZelsimSockets, RepliesFaultsNotificationsAndIpChanges) {
     Sim sim(kScenario);
     ASSERT_TRUE(sim.ready());
-    Client cmd(sim.path("zelto_unix_socket")), notify(sim.path("sdk_server_notification.sock")),
-        ip(sim.path("ip_change_notify.sock"));
+    Client cmd(sim.path(zel::wire::kServerSocketName)), notify(sim.path(zel::wire::kNotifySocketName)),
+        ip(sim.path(zel::wire::kIpSocketName));
     EXPECT_EQ("\r\n+CME ERROR: 10\r\n", cmd.ask("AT+CSQ\r\n", "\r\n+CME ERROR: 10\r\n"));
     std::string csq = cmd.ask("AT+CSQ\r\n", "\r\n+CSQ: 22,99\r\n\r\nOK\r\n");
     EXPECT_TRUE(std::regex_match(csq, std::regex("\r\n\\+CSQ: \\d\\d,99\r\n\r\nOK\r\n"))) << escaped(csq);
@@ -126,7 +126,7 @@ TEST(ZelsimSockets, RepliesFaultsNotificationsAndIpChanges) {
 TEST(ZelsimSockets, SurvivesGarbageLongLinesAndClientsThatLeave) {
     Sim sim(kScenario);
     ASSERT_TRUE(sim.ready());
-    std::string path = sim.path("zelto_unix_socket");
+    std::string path = sim.path(zel::wire::kServerSocketName);
     {
         Client c(path);
         EXPECT_EQ("\r\nERROR\r\n", c.ask(std::string("\x00\xff\x01garbage\r\n", 12), "\r\nERROR\r\n"));
@@ -158,10 +158,53 @@ TEST(ZelsimSockets, ModemPortSendsAMessageThatCanBeListed) {
     EXPECT_EQ("\r\n> ", port.ask("AT+CMGS=\"+15550100\"\r\n", "\r\n> "));
     EXPECT_EQ("\r\n+CMGS: 1\r\n\r\nOK\r\n", port.ask("see you\x1a", "\r\n+CMGS: 1\r\n\r\nOK\r\n"));
     EXPECT_EQ("\r\nOK\r\n", port.ask("ATD5550100;\r\n", "\r\nOK\r\n"));
-    Client cmd(sim.path("zelto_unix_socket"));
+    Client cmd(sim.path(zel::wire::kServerSocketName));
     std::string list = "\r\n+CMGL: 1,\"STO SENT\",\"+15550100\",,\r\nsee you\r\n\r\nOK\r\n";
     EXPECT_EQ(list, cmd.ask("AT+CMGL=\"ALL\"\r\n", list));
     EXPECT_EQ("\r\n+CPAS: 4\r\n\r\nOK\r\n", cmd.ask("AT+CPAS\r\n", "\r\n+CPAS: 4\r\n\r\nOK\r\n"));
+}
+
+// Two answers recorded for AT+CSQ (the first in two bursts), a masked PIN,
+// a message sent over the port, and a notification to the second listener.
+const char kRecording[] = R"(version: 1
+recording: {tool: zeltap}
+exchanges:
+  - {at: 1s, command: "AT+CSQ", reply: [[0ms, "\r\n+CSQ: 7,99\r\n"], [400ms, "\r\nOK\r\n"]]}
+  - {at: 2s, command: "AT+CSQ", reply: [[0ms, "\r\n+CSQ: 8,99\r\n\r\nOK\r\n"]]}
+  - {at: 3s, command: "AT+CPIN=<masked>", reply: [[0ms, "\r\nOK\r\n"]]}
+  - {at: 4s, port: true, command: "AT+CMGF=1", reply: [[0ms, "\r\nOK\r\n"]]}
+  - {at: 4s, port: true, command: "AT+CMGS=\"+15550100\"", reply: [[0ms, "\r\n> "]]}
+  - {at: 4.1s, port: true, body: "hi", reply: [[5ms, {hex: 0D0A2B434D47533A2034320D0A0D0A4F4B0D0A}]]}
+events:
+  - {at: 5s, client: 2, after: 100ms, notify: {type: new_sms, value: 1}}
+end: true
+)";
+
+TEST(ZelsimSockets, ReplaysARecordingThenTheModelOrErrorWhenStrict) {
+    for (bool strict : {false, true}) {
+        SCOPED_TRACE(strict ? "strict" : "model fallback");
+        Sim sim(kRecording, "", strict ? std::vector<std::string>{"--strict"} : std::vector<std::string>{});
+        ASSERT_TRUE(sim.ready());
+        Client cmd(sim.path(zel::wire::kServerSocketName));
+        cmd.say("AT+CSQ\r\n");
+        EXPECT_EQ("\r\n+CSQ: 7,99\r\n", cmd.read(14));
+        EXPECT_EQ("", cmd.read(1, 200)) << "the second burst keeps its recorded pause";
+        EXPECT_EQ("\r\nOK\r\n", cmd.read(6));
+        EXPECT_EQ("\r\n+CSQ: 8,99\r\n\r\nOK\r\n", cmd.ask("AT+CSQ\r\n", "\r\n+CSQ: 8,99\r\n\r\nOK\r\n"));
+        std::string third = cmd.ask("AT+CSQ\r\n", strict ? "\r\nERROR\r\n" : "\r\n+CSQ: 22,99\r\n\r\nOK\r\n");
+        EXPECT_EQ(strict, third == "\r\nERROR\r\n") << escaped(third);
+        EXPECT_EQ("\r\nOK\r\n", cmd.ask("AT+CPIN=4711\r\n", "\r\nOK\r\n"));
+
+        Client first(sim.path(zel::wire::kNotifySocketName)), second(sim.path(zel::wire::kNotifySocketName));
+        EXPECT_EQ(std::string("\x02\x01", 2), second.read(2));
+        EXPECT_EQ("", first.read(1, 200));
+
+        Client port(open(sim.path("smd10").c_str(), O_RDWR | O_NOCTTY));
+        EXPECT_EQ("\r\nOK\r\n", port.ask("AT+CMGF=1\r\n", "\r\nOK\r\n"));
+        EXPECT_EQ("\r\n> ", port.ask("AT+CMGS=\"+15550100\"\r\n", "\r\n> "));
+        EXPECT_EQ("\r\n+CMGS: 42\r\n\r\nOK\r\n", port.ask("hi\x1a", "\r\n+CMGS: 42\r\n\r\nOK\r\n"));
+        EXPECT_EQ(strict ? 3 : 0, sim.stop());
+    }
 }
 
 TEST(ZelsimSockets, OneInstanceAtATimeAndNothingLeftBehind) {
@@ -170,7 +213,7 @@ TEST(ZelsimSockets, OneInstanceAtATimeAndNothingLeftBehind) {
     Sim second(kScenario, sim.dir);
     EXPECT_EQ(1, second.exitStatus());
     EXPECT_EQ(0, sim.stop());
-    for (const char *name : {"zelto_unix_socket", "ip_change_notify.sock", "sdk_server_notification.sock",
+    for (const char *name : {zel::wire::kServerSocketName, zel::wire::kIpSocketName, zel::wire::kNotifySocketName,
                              "zelsim_control.sock", "zelsim.lock", "smd10"}) {
         struct stat st;
         EXPECT_NE(0, lstat(sim.path(name).c_str(), &st)) << name;

@@ -6,17 +6,11 @@
 #include <syslog.h>
 
 #include "../core/log.h"
+#include "../core/wire.h"
 #include "zel_network_internal.h"
 #include "zelto_sdk.h"
 
 namespace zel {
-
-int hex_char_value(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
 
 uint8_t *hex_to_bytes(const char *hex, uint32_t *count) {
     if (hex == nullptr || count == nullptr) return nullptr;
@@ -25,14 +19,9 @@ uint8_t *hex_to_bytes(const char *hex, uint32_t *count) {
     size_t n = len / 2;
     uint8_t *bytes = static_cast<uint8_t *>(malloc(n > 0 ? n : 1));
     if (bytes == nullptr) return nullptr;
-    for (size_t i = 0; i < n; ++i) {
-        int high = hex_char_value(hex[2 * i]);
-        int low = hex_char_value(hex[2 * i + 1]);
-        if (high < 0 || low < 0) {
-            free(bytes);
-            return nullptr;
-        }
-        bytes[i] = static_cast<uint8_t>(high * 16 + low);
+    if (!wire::hexDecode(hex, len, bytes)) {
+        free(bytes);
+        return nullptr;
     }
     *count = static_cast<uint32_t>(n);
     return bytes;

@@ -15,9 +15,6 @@ inline void storeLowBits(void *field, size_t width, uint32_t v) {
     memcpy(field, width == 1 ? static_cast<const void *>(&b) : width == 2 ? static_cast<const void *>(&h) : &v, width);
 }
 
-// The value of one hexadecimal digit (0-9, a-f, A-F): 0 to 15, or -1.
-int hex_char_value(char c);
-
 // The bytes that `hex` writes as two digits each, high nibble first: a new
 // malloc buffer (the caller frees it) with its length in *count; NULL for
 // NULL text, an odd length, a character that is not a digit, or no memory.

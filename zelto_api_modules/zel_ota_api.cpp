@@ -7,6 +7,7 @@
 #include <atomic>
 
 #include "../core/log.h"
+#include "../core/wire.h"
 #include "zelto_sdk_internal.h"
 
 using namespace zel;
@@ -25,13 +26,6 @@ constexpr size_t kTimeTextMax = sizeof(zelOTAStatus::completedTimeText) - 1;
 
 // ---- Notification handler ----
 
-struct StatusRange {
-    int32_t first, last;
-    const char *step;
-    bool progress;  // logged and handed on with the code
-    void (*call)(const zelOTACallbacks &, int32_t code, int32_t progress);
-};
-
 template <zelOTAStatusCallback zelOTACallbacks::*member>
 void callStep(const zelOTACallbacks &c, int32_t code, int32_t) {
     if (c.*member) (c.*member)(code);
@@ -40,12 +34,18 @@ void callInstall(const zelOTACallbacks &c, int32_t code, int32_t progress) {
     if (c.onInstallStatus) c.onInstallStatus(code, progress);
 }
 
-const StatusRange kRanges[] = {
-    {2, 7, "check", false, callStep<&zelOTACallbacks::onCheckStatus>},
-    {17, 20, "download", false, callStep<&zelOTACallbacks::onDownloadStatus>},
-    {90, 96, "install", true, callInstall},
-    {110, 112, "activate", false, callStep<&zelOTACallbacks::onActivateStatus>},
+// What each step's range of status codes (wire::kOtaRanges, same order) does.
+struct StepCall {
+    bool progress;  // logged and handed on with the code
+    void (*call)(const zelOTACallbacks &, int32_t code, int32_t progress);
 };
+const StepCall kStepCalls[] = {
+    {false, callStep<&zelOTACallbacks::onCheckStatus>},
+    {false, callStep<&zelOTACallbacks::onDownloadStatus>},
+    {true, callInstall},
+    {false, callStep<&zelOTACallbacks::onActivateStatus>},
+};
+static_assert(sizeof kStepCalls / sizeof kStepCalls[0] == wire::kOtaSteps, "one call per firmware-update step");
 
 // The application's record, read whole by the listener thread.
 std::atomic<const zelOTACallbacks *> g_callbacks{nullptr};
@@ -57,12 +57,14 @@ void ota_notification_handler(zelNotification *n) {
     if (n == nullptr || n->type != NOTIFICATION_OTA_STATUS) return;
     const int32_t code = n->payload.ota.status, progress = n->payload.ota.progress;
     ZEL_LOG(LOG_INFO, "Received OTA notification: %d", code);
-    for (const StatusRange &range : kRanges) {
-        if (static_cast<uint32_t>(code - range.first) > static_cast<uint32_t>(range.last - range.first)) continue;
+    int step = wire::otaRange(code);
+    if (step >= 0) {
+        const char *name = wire::kOtaRanges[step].step;
+        const StepCall &range = kStepCalls[step];
         if (range.progress)
-            ZEL_LOG(LOG_INFO, "OTA %s status: %d, progress: %d", range.step, code, progress);
+            ZEL_LOG(LOG_INFO, "OTA %s status: %d, progress: %d", name, code, progress);
         else
-            ZEL_LOG(LOG_INFO, "OTA %s status: %d", range.step, code);
+            ZEL_LOG(LOG_INFO, "OTA %s status: %d", name, code);
         if (const zelOTACallbacks *c = g_callbacks.load()) range.call(*c, code, progress);
         return;
     }

@@ -209,8 +209,8 @@ Output smsDelete(const Args &a) {
 
 Output smsSend(const Args &a) {
     // The library writes the message to the modem port itself.
-    if (access("/dev/smd10", F_OK) != 0)
-        fail("", 0, "sending needs the modem port /dev/smd10, which this machine does not have "
+    if (access(zel::wire::kModemPort, F_OK) != 0)
+        fail("", 0, std::string("sending needs the modem port ") + zel::wire::kModemPort + ", which this machine does not have "
                     "(zelsim provides it when run as root)");
     Session session;
     zelString *message = zelAllocString(a.body.data(), static_cast<int32_t>(a.body.size()));
@@ -261,18 +261,20 @@ Output gnssPosition(const Args &a) {
 // ranges are the library's; within a range the first code starts the step,
 // `done` ends it, the codes after it are faults and the others progress.
 struct OtaStep {
-    const char *name;
+    size_t range;  // index into zel::wire::kOtaRanges
     const char *function;
-    int start, done, last;
+    int done;
+    const char *name() const { return zel::wire::kOtaRanges[range].step; }
     const char *word(int code) const {
-        return code == start ? "started" : code == done ? "done" : code > done && code <= last ? "failed" : "in progress";
+        const zel::wire::OtaRange &r = zel::wire::kOtaRanges[range];
+        return code == r.first ? "started" : code == done ? "done" : code > done && code <= r.last ? "failed" : "in progress";
     }
 };
 const OtaStep kOtaSteps[] = {
-    {"check", "zelOTACheckUpdate", 2, 3, 7},
-    {"download", "zelOTADownload", 17, 19, 20},
-    {"install", "zelOTAInstall", 90, 92, 96},
-    {"activate", "zelOTAActivate", 110, 111, 112},
+    {0, "zelOTACheckUpdate", 3},
+    {1, "zelOTADownload", 19},
+    {2, "zelOTAInstall", 92},
+    {3, "zelOTAActivate", 111},
 };
 
 // Starts one step and follows its notifications until the modem reports its
@@ -283,7 +285,7 @@ Output otaStep(const Args &a, const OtaStep &step, const std::function<int32_t()
     registerOtaCallbacks();
     settleListeners();
     check(step.function, start());
-    const bool bar = std::string(step.name) == "install";
+    const bool bar = std::string(step.name()) == "install";
     const bool tty = isatty(STDOUT_FILENO);
     Json log = Json::array();
     auto deadline = steady_clock::now() + seconds(a.otaTimeout);
@@ -294,9 +296,9 @@ Output otaStep(const Args &a, const OtaStep &step, const std::function<int32_t()
         if (!e) {
             if (bar && tty && !a.json) printf("\n");
             fail("", 0, std::string(interrupted() ? "interrupted" : "timed out") + " while waiting for the " +
-                            step.name + " step to end");
+                            step.name() + " step to end");
         }
-        if ((*e)["step"] != step.name) continue;
+        if ((*e)["step"] != step.name()) continue;
         log.push_back(*e);
         int code = (*e)["status"], progress = (*e)["progress"];
         const std::string word = step.word(code);
@@ -307,20 +309,20 @@ Output otaStep(const Args &a, const OtaStep &step, const std::function<int32_t()
                        tty ? "" : "\n");
                 last = progress;
             } else if (!bar) {
-                printf("%s: %s (status %d)\n", step.name, word.c_str(), code);
+                printf("%s: %s (status %d)\n", step.name(), word.c_str(), code);
             }
             fflush(stdout);
         }
         if (word == "failed") {
             if (bar && tty && !a.json) printf("\n");
-            fail("", 0, std::string("the modem reported that the ") + step.name + " step failed (status " +
+            fail("", 0, std::string("the modem reported that the ") + step.name() + " step failed (status " +
                             std::to_string(code) + ")");
         }
         if (finished) break;
     }
     if (bar && tty && !a.json) printf("\n");
-    Json j = {{"step", step.name}, {"result", "done"}, {"events", log}};
-    return {j, std::string("OTA ") + step.name + " done\n"};
+    Json j = {{"step", step.name()}, {"result", "done"}, {"events", log}};
+    return {j, std::string("OTA ") + step.name() + " done\n"};
 }
 
 Output otaApply() {
@@ -432,7 +434,7 @@ void addCommands(CLI::App &app, Args &a, std::map<const CLI::App *, Action> &act
     del->add_option("index", a.index, "Storage index")->required()->check(intIn(0, 65535));
     del->add_option("--flag", a.flag, "Delete flag: 0 this message, 1 read, 2 read and sent, 3 read, sent and unsent, 4 all")
         ->check(intIn(0, 4));
-    CLI::App *send = leaf(sms, "send", "Send a message over the modem port /dev/smd10", [&] { return smsSend(a); });
+    CLI::App *send = leaf(sms, "send", "Send a message over the modem port " ZEL_WIRE_MODEM_PORT, [&] { return smsSend(a); });
     send->add_option("number", a.number, "Destination number")->required()->check(checked(checkPhone, "NUMBER"));
     send->add_option("text", a.body, "Message text: at most 160 characters, 70 with --pdu")->required();
     send->add_flag("--pdu", a.pdu, "PDU mode (UCS-2, 10-digit national number, at most 70 characters)");

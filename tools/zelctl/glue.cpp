@@ -24,8 +24,8 @@ Session::Session() {
     // lock is another program's and zelExit leaves it alone.
     zelExit();
     fail("zelInit", status,
-         status == 4 ? "if no other program uses the modem, remove /tmp/zelto-sdk-lock"
-                     : "is the SDK server (or zelsim) listening on /tmp/zelto_unix_socket?");
+         status == 4 ? std::string("if no other program uses the modem, remove ") + zel::wire::kLockFile
+                     : std::string("is the SDK server (or zelsim) listening on ") + zel::wire::kServerSocket + "?");
 }
 
 Session::~Session() { zelExit(); }

@@ -11,7 +11,7 @@ const char *statusMeaning(int32_t status) {
         case 0: return "success";
         case 1: return "an argument is out of range";
         case 2: return "a required argument is missing";
-        case 4: return "another program is using the library (lock file /tmp/zelto-sdk-lock)";
+        case 4: return "another program is using the library (lock file " ZEL_WIRE_DIR "/" ZEL_WIRE_LOCK_FILE ")";
         case 5: return "failure: no connection or no reply in time, or an error or unexpected reply";
         case 6: return "empty result: the modem reported nothing";
         case -1: return "missing or invalid argument, or callback table full";

@@ -292,25 +292,12 @@ std::string clockText(const std::string &cclk) {
 }
 
 const char *notificationName(uint32_t type) {
-    switch (type) {
-        case NOTIFICATION_NETWORK_MODE_CHANGE: return "network_mode";
-        case NOTIFICATION_TYPE_1: return "type_1";
-        case NOTIFICATION_NEW_SMS: return "new_sms";
-        case NOTIFICATION_OTA_STATUS: return "ota_status";
-        case NOTIFICATION_URC: return "urc";
-        case NOTIFICATION_TYPE_5: return "type_5";
-        case NOTIFICATION_SIM_STATUS: return "sim_status";
-        case NOTIFICATION_WAKEUP: return "wakeup";
-        default: return "unknown";
-    }
+    return type < zel::wire::kNotificationTypes ? zel::wire::kNotificationNames[type] : "unknown";
 }
 
 const char *otaStep(int status) {
-    if (status >= 2 && status <= 7) return "check";
-    if (status >= 17 && status <= 20) return "download";
-    if (status >= 90 && status <= 96) return "install";
-    if (status >= 110 && status <= 112) return "activate";
-    return nullptr;
+    int range = zel::wire::otaRange(status);
+    return range < 0 ? nullptr : zel::wire::kOtaRanges[range].step;
 }
 
 Json notification(const zelNotification &n) {

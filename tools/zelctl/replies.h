@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/wire.h"
 #include "zelto_sdk.h"
 
 namespace zelctl {

@@ -1,5 +1,5 @@
 // zelsim: a stand-in for the SDK server and the modem behind it.
-//   zelsim [-v] [--dir DIR] [--scenario FILE] [--modem-link PATH | --no-modem-link]
+//   zelsim [-v] [--dir DIR] [--scenario FILE [--strict]] [--modem-link PATH | --no-modem-link]
 //   zelsim ctl [--dir DIR] REQUEST...
 #include <CLI/CLI.hpp>
 
@@ -19,7 +19,10 @@ int main(int argc, char **argv) {
     bool no_link = false;
     app.add_flag("-v,--verbose", opt.verbose, "Log every command and reply with timestamps");
     app.add_option("--dir", opt.dir, "Put the sockets in this directory instead of the library's fixed paths in /tmp");
-    app.add_option("--scenario", scenario_file, "YAML file of faults and timed events")->check(CLI::ExistingFile);
+    app.add_option("--scenario", scenario_file, "YAML file of faults, timed events and recorded exchanges (zeltap)")
+        ->check(CLI::ExistingFile);
+    app.add_flag("--strict", opt.strict,
+                 "Answer commands the recording does not hold with ERROR, and exit with status 3 when any came");
     app.add_option("--modem-link", link,
                    "Link this path to the modem port's pseudo-terminal (default /dev/smd10, or DIR/smd10 with --dir)");
     app.add_flag("--no-modem-link", no_link, "Link nothing to the modem port");
@@ -67,6 +70,10 @@ int main(int argc, char **argv) {
             return 1;
         }
     }
-    if (!no_link) opt.modem_link = !link.empty() ? link : opt.dir.empty() ? "/dev/smd10" : opt.dir + "/smd10";
+    if (opt.strict && scenario.exchanges.empty()) {
+        std::cerr << "zelsim: --strict replays a recording: give --scenario a file with recorded exchanges\n";
+        return 1;
+    }
+    if (!no_link) opt.modem_link = !link.empty() ? link : opt.dir.empty() ? zel::wire::kModemPort : opt.dir + "/smd10";
     return zelsim::serve(opt, scenario);
 }

@@ -257,7 +257,7 @@ Outcome Modem::receiveSms(const std::string &number, const std::string &text, Ms
     int index = 1;
     for (const Sms &s : sms) index = std::max(index, s.index + 1);
     sms.push_back({index, "REC UNREAD", number, text, clockText()});
-    out.events.push_back(notification(itemByte(kNewSms, 1)));
+    out.events.push_back(notification(itemByte(NOTIFICATION_NEW_SMS, 1)));
     return out;
 }
 

@@ -22,7 +22,8 @@ std::vector<Outcome> PortSession::feed(const char *data, size_t n) {
             skip_lf_ = false;
             if (c == kCtrlZ) {
                 in_body_ = false;
-                out.push_back(finishSend());
+                Outcome o;
+                out.push_back(script_ && script_(body_, true, &o) ? o : finishSend());
             } else if (c == kEsc) {
                 in_body_ = false;
                 out.push_back(bytes(okReply()));
@@ -35,8 +36,12 @@ std::vector<Outcome> PortSession::feed(const char *data, size_t n) {
         }
         for (const auto &line : lines_.feed(&c, 1)) {
             if (line.overlong) out.push_back(bytes(finalReply("ERROR")));
-            else if (strncasecmp(line.text.c_str(), "AT+CMGS=", 8) == 0) out.push_back(startSend(line.text));
-            else out.push_back(answer_(line.text));
+            else if (strncasecmp(line.text.c_str(), "AT+CMGS=", 8) != 0) out.push_back(answer_(line.text));
+            else if (Outcome o; script_ && script_(line.text, false, &o)) {
+                // A recorded prompt opens the body as the model's does.
+                if (o.reply.size() >= 2 && o.reply.compare(o.reply.size() - 2, 2, "> ") == 0) startBody();
+                out.push_back(o);
+            } else out.push_back(startSend(line.text));
         }
     }
     return out;
@@ -56,10 +61,14 @@ Outcome PortSession::startSend(const std::string &line) {
     }
     std::string e = modem_.simError();
     if (!e.empty()) return bytes(e);
+    startBody();
+    return bytes("\r\n> ");
+}
+
+void PortSession::startBody() {
     in_body_ = true;
     skip_lf_ = true;
     body_.clear();
-    return bytes("\r\n> ");
 }
 
 Outcome PortSession::finishSend() {

@@ -14,7 +14,11 @@ class PortSession {
 public:
     // Answers an ordinary command line (the server applies its faults there).
     using Answer = std::function<Outcome(const std::string &line)>;
-    PortSession(Modem &modem, Answer answer) : modem_(modem), answer_(std::move(answer)) {}
+    // Answers a message send instead of the model (a recording does): the
+    // AT+CMGS line, or the body when `body`. False leaves it to the model.
+    using Script = std::function<bool(const std::string &text, bool body, Outcome *out)>;
+    PortSession(Modem &modem, Answer answer, Script script = nullptr)
+        : modem_(modem), answer_(std::move(answer)), script_(std::move(script)) {}
 
     // Bytes the application wrote; the answers to write back, in order.
     std::vector<Outcome> feed(const char *data, size_t n);
@@ -22,9 +26,11 @@ public:
 private:
     Outcome startSend(const std::string &line);
     Outcome finishSend();
+    void startBody();
 
     Modem &modem_;
     Answer answer_;
+    Script script_;
     LineSplitter lines_;
     bool in_body_ = false, skip_lf_ = false;
     std::string body_, number_;

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <map>
 
+#include "recording_format.h"
+
 namespace zelsim {
 
 Fault *matchFault(std::vector<Fault> &faults, const std::string &line) {
@@ -77,10 +79,13 @@ void onlyKeys(const YAML::Node &n, std::initializer_list<const char *> keys) {
     }
 }
 
-const std::map<std::string, uint8_t> kTypeNames = {
-    {"network_mode", kNetworkMode}, {"type_1", kType1},   {"new_sms", kNewSms},         {"ota_status", kOtaStatus},
-    {"urc", kUrc},                  {"type_5", kType5},   {"sim_status", kSimStatus}, {"wakeup", kWakeup},
-};
+// A type by its name (zel::wire::kNotificationNames) or number.
+long itemType(const YAML::Node &n) {
+    const std::string t = scalar(n, "type");
+    for (uint8_t i = 0; i < zel::wire::kNotificationTypes; ++i)
+        if (t == zel::wire::kNotificationNames[i]) return i;
+    return integer(n, "type", 0, 255);
+}
 
 std::string item(const YAML::Node &n) {
     onlyKeys(n, {"type", "value", "status", "progress", "text", "raw"});
@@ -90,12 +95,10 @@ std::string item(const YAML::Node &n) {
         return bytes;
     }
     if (!n["type"]) fail(n, "a notification needs 'type'");
-    std::string t = scalar(n["type"], "type");
-    auto named = kTypeNames.find(t);
-    long type = named != kTypeNames.end() ? named->second : integer(n["type"], "type", 0, 255);
+    long type = itemType(n["type"]);
     auto byte = [&n](const char *key) { return n[key] ? static_cast<uint8_t>(integer(n[key], key, 0, 255)) : 0; };
-    if (type == kOtaStatus) return itemOta(byte("status"), byte("progress"));
-    if (type == kUrc) return itemUrc(n["text"] ? scalar(n["text"], "text") : "");
+    if (type == NOTIFICATION_OTA_STATUS) return itemOta(byte("status"), byte("progress"));
+    if (type == NOTIFICATION_URC) return itemUrc(n["text"] ? scalar(n["text"], "text") : "");
     return itemByte(static_cast<uint8_t>(type), byte("value"));
 }
 
@@ -155,7 +158,7 @@ Action action(const YAML::Node &n) {
     int found = 0;
     for (const auto &kv : n) {
         std::string k = kv.first.Scalar();
-        if (k == "at") continue;
+        if (k == "at" || k == "client" || k == "after") continue;
         auto it = kinds.find(k);
         if (it == kinds.end()) fail(kv.first, "unknown key '" + k + "'");
         if (++found > 1) fail(kv.first, "one action per entry");
@@ -184,11 +187,58 @@ Action action(const YAML::Node &n) {
     return a;
 }
 
+// An event of the timeline; a recorded one names the connection it went to.
+Timed event(const YAML::Node &n) {
+    Timed t{duration(n["at"], "at"), action(n)};
+    if (!n["client"]) {
+        if (n["after"]) fail(n["after"], "'after' counts from the connection named by 'client'");
+        return t;
+    }
+    using K = Action::Kind;
+    if (t.action.kind != K::Notify && t.action.kind != K::IpChange && t.action.kind != K::Unsolicited)
+        fail(n["client"], "'client' goes with notify, ip_change or unsolicited");
+    t.client = static_cast<int>(integer(n["client"], "client", 1, 1000000));
+    if (n["after"]) t.after = duration(n["after"], "after");
+    return t;
+}
+
+// Bytes as a recording writes them: text, or {hex: DIGITS} for bytes that are not.
+std::string bytes(const YAML::Node &n, const std::string &key) {
+    if (!n.IsMap()) return scalar(n, key);
+    onlyKeys(n, {"hex"});
+    std::string out;
+    if (!n["hex"] || !fromHex(scalar(n["hex"], "hex"), &out)) fail(n, "'" + key + "' is text or {hex: DIGITS}");
+    return out;
+}
+
+Exchange exchange(const YAML::Node &n) {
+    onlyKeys(n, {"at", "port", "command", "body", "reply"});
+    Exchange e;
+    if (n["at"]) duration(n["at"], "at");  // when it was recorded; a replay answers commands as they come
+    bool port = n["port"] && flag(n["port"], "port");
+    if (!n["command"] == !n["body"]) fail(n, "an exchange has a 'command', or on the modem port a message 'body'");
+    if (n["body"] && !port) fail(n["body"], "a message 'body' is sent on the modem port: add 'port: true'");
+    e.link = n["body"] ? Exchange::Link::Body : port ? Exchange::Link::Port : Exchange::Link::Command;
+    e.text = n["body"] ? bytes(n["body"], "body") : bytes(n["command"], "command");
+    const YAML::Node &reply = n["reply"];
+    if (!reply) return e;
+    if (!reply.IsSequence()) fail(reply, "'reply' is a list of bursts, each [TIME, BYTES]");
+    for (const auto &burst : reply) {
+        if (!burst.IsSequence() || burst.size() != 2) fail(burst, "a burst of 'reply' is [TIME, BYTES]");
+        Ms at = duration(burst[0], "reply");
+        if (!e.reply.empty() && at < e.reply.back().first) fail(burst, "the bursts of 'reply' go in time order");
+        e.reply.emplace_back(at, bytes(burst[1], "reply"));
+    }
+    return e;
+}
+
 YAML::Node load(const std::string &text) {
     try {
         return YAML::Load(text);
     } catch (const YAML::Exception &e) {
-        throw ScenarioError(e.what());
+        if (e.mark.is_null()) throw ScenarioError(e.what());
+        throw ScenarioError("line " + std::to_string(e.mark.line + 1) + ", column " + std::to_string(e.mark.column + 1) +
+                            ": " + e.msg);
     }
 }
 
@@ -204,10 +254,32 @@ std::vector<YAML::Node> entries(const YAML::Node &n, const std::string &key) {
     return out;
 }
 
-Scenario scenario(const YAML::Node &root) {
+// The version, the header a recorder writes, its exchanges, and the closing
+// mark without which a recording was cut short.
+void recording(const YAML::Node &root, const std::string &text, Scenario *s) {
+    if (const YAML::Node v = root["version"]) {
+        if (scalar(v, "version") != std::to_string(format::kVersion))
+            fail(v, "version " + v.Scalar() + " is not one this zelsim reads (it reads version " +
+                        std::to_string(format::kVersion) + ")");
+    }
+    if (const YAML::Node r = root["recording"]) {
+        if (!r.IsMap()) fail(r, "'recording' is the recorder's header, a mapping");
+        if (!root["end"]) {
+            long lines = std::count(text.begin(), text.end(), '\n') + (text.empty() || text.back() == '\n' ? 0 : 1);
+            throw ScenarioError("line " + std::to_string(lines) +
+                                ": the recording stops here without its closing 'end: true'; the file was cut short");
+        }
+    }
+    if (root["end"] && !flag(root["end"], "end")) fail(root["end"], "'end' closes a recording: end: true");
+    for (const auto &e : entries(root["exchanges"], "exchanges")) s->exchanges.push_back(exchange(e));
+}
+
+Scenario scenario(const YAML::Node &root, const std::string &text) {
     Scenario s;
     if (!root || root.IsNull()) return s;
-    onlyKeys(root, {"modem", "events", "faults"});
+    if (!root.IsMap()) fail(root, "not a scenario: the top level is a mapping of modem, events, faults and exchanges");
+    onlyKeys(root, {"version", "recording", "modem", "events", "faults", "exchanges", "end"});
+    recording(root, text, &s);
     if (const YAML::Node m = root["modem"]) {
         s.modem = params(m, "modem");
         for (const auto &e : entries(m["sms"], "sms")) s.stored_sms.push_back(message(e));
@@ -215,7 +287,7 @@ Scenario scenario(const YAML::Node &root) {
     for (const auto &e : entries(root["events"], "events")) {
         if (!e["at"]) fail(e, "an event needs 'at'");
         if (e["on"]) fail(e, "faults belong under 'faults'");
-        s.events.push_back({duration(e["at"], "at"), action(e)});
+        s.events.push_back(event(e));
     }
     std::stable_sort(s.events.begin(), s.events.end(), [](const Timed &a, const Timed &b) { return a.at < b.at; });
     for (const auto &e : entries(root["faults"], "faults")) {
@@ -229,7 +301,7 @@ Scenario scenario(const YAML::Node &root) {
 
 Scenario parseScenario(const std::string &yaml) {
     try {
-        return scenario(load(yaml));
+        return scenario(load(yaml), yaml);
     } catch (const YAML::Exception &e) {  // a shape the checks above did not foresee
         throw ScenarioError(e.what());
     }

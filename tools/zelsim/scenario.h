@@ -57,6 +57,24 @@ struct Action {
 struct Timed {
     Ms at;
     Action action;
+    // When set: sent to the client-th connection of its socket only (the
+    // first is 1), `after` that connection was made. Recordings say so for
+    // what the server pushed, so that a replay reaches the same listener.
+    int client = 0;
+    Ms after = 0;
+};
+
+// A recorded command and the answer the device gave, in the bursts in which
+// it arrived, each with its delay after the command.
+struct Exchange {
+    enum class Link {
+        Command,  // the command socket
+        Port,     // a command line on the modem port
+        Body,     // a message body on the modem port, up to its Ctrl-Z
+    };
+    Link link = Link::Command;
+    std::string text;  // the command line without its end, or the body
+    std::vector<std::pair<Ms, std::string>> reply;
 };
 
 struct Scenario {
@@ -64,13 +82,15 @@ struct Scenario {
     std::vector<std::pair<std::string, std::string>> stored_sms;  // sender, text
     std::vector<Timed> events;
     std::vector<Fault> faults;
+    std::vector<Exchange> exchanges;  // answered before the model is asked
 };
 
 struct ScenarioError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Both throw ScenarioError with a message that names the offending entry.
+// Both throw ScenarioError with a message that names the offending entry and
+// its line.
 Scenario parseScenario(const std::string &yaml);
 // One control request: an event or fault entry (without "at"), or one of
 // the words status, clear_faults, drop.

@@ -23,15 +23,15 @@
 
 #include "peer.h"
 #include "port.h"
+#include "replay.h"
 
 namespace zelsim {
 
 Paths pathsIn(const std::string &dir) {
-    if (dir.empty() || dir == "/tmp")
-        return {"/tmp/zelto_unix_socket", "/tmp/ip_change_notify.sock", "/tmp/sdk_server_notification.sock",
-                "/tmp/zelsim_control.sock", "/tmp/zelsim.lock"};
-    return {dir + "/zelto_unix_socket", dir + "/ip_change_notify.sock", dir + "/sdk_server_notification.sock",
-            dir + "/zelsim_control.sock", dir + "/zelsim.lock"};
+    namespace wire = zel::wire;
+    const std::string d = dir.empty() ? wire::kDir : dir;
+    return {d + "/" + wire::kServerSocketName, d + "/" + wire::kIpSocketName, d + "/" + wire::kNotifySocketName,
+            d + "/zelsim_control.sock", d + "/zelsim.lock"};
 }
 
 namespace {
@@ -78,7 +78,8 @@ const char *const kKindName[] = {"command", "ip", "notify", "control"};
 
 class Server {
 public:
-    Server(const Options &o, const Scenario &s) : opt_(o), paths_(pathsIn(o.dir)), faults_(s.faults), sc_(s) {}
+    Server(const Options &o, const Scenario &s)
+        : opt_(o), paths_(pathsIn(o.dir)), faults_(s.faults), sc_(s), replay_(s.exchanges, o.strict) {}
     int run();
 
 private:
@@ -106,6 +107,9 @@ private:
     void broadcast(Kind kind, const std::string &bytes);
     void at(Ms when, std::function<void()> f) { timers_.emplace(when, std::move(f)); }
     Outcome modemAnswer(const std::string &line);
+    Delivery answer(Exchange::Link link, const std::string &text, const Fault *fault);
+    bool replayed(Exchange::Link link, const std::string &text, Replay::Answer *r);
+    void pushRecorded(Kind kind, int id);
     void command(int id, const LineSplitter::Line &line);
     void readPort();
     void emit(const Event &e);
@@ -118,6 +122,8 @@ private:
     Modem modem_;
     std::vector<Fault> faults_;
     Scenario sc_;
+    Replay replay_;
+    int accepted_[4] = {0, 0, 0, 0};  // connections made to each socket
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     int listen_[4] = {-1, -1, -1, -1};
     std::map<int, Conn> conns_;
@@ -214,16 +220,15 @@ void Server::openPort() {
         cfmakeraw(&tio);
         tcsetattr(slave_, TCSANOW, &tio);
     }
-    port_ = std::make_unique<PortSession>(modem_, [this](const std::string &line) {
-        Outcome o = modemAnswer(line);
-        if (Fault *f = matchFault(faults_, line)) {
-            Delivery d = deliver(o, f);  // on the port a split answer comes whole, after its last pause
-            o.reply.clear();
-            for (const auto &piece : d.pieces) o.reply += piece.second;
-            o.delay_ms = d.pieces.empty() ? 0 : d.pieces.back().first;
-        }
-        return o;
-    });
+    // On the port a split answer comes whole, after its last pause.
+    port_ = std::make_unique<PortSession>(
+        modem_, [this](const std::string &line) { return joined(answer(Exchange::Link::Port, line, matchFault(faults_, line)).pieces); },
+        [this](const std::string &text, bool body, Outcome *out) {
+            Replay::Answer r;
+            if (!replayed(body ? Exchange::Link::Body : Exchange::Link::Port, text, &r)) return false;
+            *out = joined(r.bursts);
+            return true;
+        });
     const std::string &link = opt_.modem_link;
     if (link.empty()) {
         logLine("modem port: %s", pty_.c_str());
@@ -269,6 +274,18 @@ void Server::accept(Kind kind) {
     int id = next_id_++;
     conns_.emplace(id, Conn{fd, kind, LineSplitter(), "", 0});
     logLine("%s client %d connected", kKindName[static_cast<int>(kind)], id);
+    pushRecorded(kind, id);
+}
+
+// Schedules what a recording pushed to this connection of its socket.
+void Server::pushRecorded(Kind kind, int id) {
+    const int nth = ++accepted_[static_cast<int>(kind)];
+    for (const Timed &t : sc_.events) {
+        if (t.client != nth) continue;
+        Action::Kind k = t.action.kind;
+        Kind to = k == Action::Kind::Notify ? Kind::Notify : k == Action::Kind::IpChange ? Kind::Ip : Kind::Command;
+        if (to == kind) at(now() + t.after, [this, id, bytes = t.action.text] { send(id, bytes); });
+    }
 }
 
 void Server::drop(int id, const char *why) {
@@ -317,6 +334,29 @@ Outcome Server::modemAnswer(const std::string &line) {
     return o;
 }
 
+// A recorded answer, or ERROR when a strict replay has none; false when the
+// model is to answer.
+bool Server::replayed(Exchange::Link link, const std::string &text, Replay::Answer *r) {
+    *r = replay_.answer(link, text);
+    switch (r->how) {
+    case Replay::How::Recorded: return true;
+    case Replay::How::Refused: logLine("not in the recording, answered ERROR: %s", escaped(text).c_str()); return true;
+    case Replay::How::Model:
+        if (!sc_.exchanges.empty()) logLine("not in the recording, the model answers: %s", escaped(text).c_str());
+        return false;
+    }
+    return false;
+}
+
+// The answer to a command line or message body with the fault that matched it.
+Delivery Server::answer(Exchange::Link link, const std::string &text, const Fault *fault) {
+    if (fault != nullptr) logLine("fault on %s", escaped(text).c_str());
+    Replay::Answer r;
+    if (!replayed(link, text, &r)) return deliver(modemAnswer(text), fault);
+    if (fault != nullptr) return deliver(joined(r.bursts), fault);
+    return Delivery{r.bursts, false};
+}
+
 void Server::command(int id, const LineSplitter::Line &line) {
     if (opt_.verbose) logLine("command %d < %s", id, line.overlong ? "(over-long line)" : escaped(line.text).c_str());
     if (now() < silent_until_) {
@@ -324,10 +364,9 @@ void Server::command(int id, const LineSplitter::Line &line) {
         return;
     }
     if (line.overlong) logLine("command line too long; answered ERROR");
-    Outcome o = line.overlong ? Outcome{finalReply("ERROR"), 0, {}, true} : modemAnswer(line.text);
     Fault *f = line.overlong ? nullptr : matchFault(faults_, line.text);
-    if (f != nullptr) logLine("fault on %s", escaped(line.text).c_str());
-    Delivery d = deliver(o, f);
+    Delivery d = line.overlong ? deliver(Outcome{finalReply("ERROR"), 0, {}, true}, nullptr)
+                               : answer(Exchange::Link::Command, line.text, f);
     if (d.drop) return drop(id, "dropped by a fault");
     Ms base = std::max(now(), conns_.at(id).busy_until);
     for (const auto &piece : d.pieces) {
@@ -461,7 +500,8 @@ int Server::run() {
         return 1;
     }
     openPort();
-    for (const Timed &t : sc_.events) at(t.at, [this, a = t.action] { logLine("scenario: %s", apply(a).c_str()); });
+    for (const Timed &t : sc_.events)
+        if (t.client == 0) at(t.at, [this, a = t.action] { logLine("scenario: %s", apply(a).c_str()); });
     logLine("zelsim ready: %s, %s, %s; control %s", paths_.command.c_str(), paths_.notify.c_str(), paths_.ip.c_str(),
             paths_.control.c_str());
 
@@ -514,7 +554,9 @@ int Server::run() {
     close(lock_fd_);
     close(sigfd);
     logLine("zelsim stopped");
-    return 0;
+    if (replay_.refused() == 0) return 0;
+    logLine("strict replay: %d command(s) were not in the recording", replay_.refused());
+    return 3;
 }
 
 }  // namespace

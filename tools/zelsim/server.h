@@ -21,9 +21,11 @@ struct Options {
     std::string modem_link;  // link to the modem port's pseudo-terminal; "" for none
     bool verbose = false;    // log every command and reply
     unsigned socket_mode = 0600;  // permissions of every socket it creates
+    bool strict = false;     // refuse what a recording does not hold
 };
 
-// Runs until SIGINT or SIGTERM; the exit status (1 when it cannot start).
+// Runs until SIGINT or SIGTERM; the exit status: 1 when it cannot start, 3
+// when a strict replay refused a command, else 0.
 int serve(const Options &options, const Scenario &scenario);
 
 // Sends one control request to a running simulator and returns its answer

@@ -9,13 +9,13 @@ namespace zelsim {
 std::string itemByte(uint8_t type, uint8_t value) { return std::string{char(type), char(value)}; }
 
 std::string itemOta(uint8_t status, uint8_t progress) {
-    return std::string{char(kOtaStatus), char(status), char(progress)};
+    return std::string{char(NOTIFICATION_OTA_STATUS), char(status), char(progress)};
 }
 
 std::string itemUrc(const std::string &text) {
-    uint32_t n = static_cast<uint32_t>(text.size());
-    std::string out{char(kUrc), char(n >> 24), char(n >> 16), char(n >> 8), char(n)};
-    return out + text;
+    uint8_t length[4];
+    zel::wire::putUrcLength(static_cast<uint32_t>(text.size()), length);
+    return char(NOTIFICATION_URC) + std::string(reinterpret_cast<char *>(length), sizeof length) + text;
 }
 
 std::string finalReply(const std::string &code) { return "\r\n" + code + "\r\n"; }
@@ -34,21 +34,10 @@ std::string toHex(const std::string &bytes) {
     return out;
 }
 
-static int hexValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
 bool fromHex(const std::string &hex, std::string *bytes) {
-    if (hex.size() % 2 != 0) return false;
-    bytes->clear();
-    for (size_t i = 0; i < hex.size(); i += 2) {
-        int hi = hexValue(hex[i]), lo = hexValue(hex[i + 1]);
-        if (hi < 0 || lo < 0) return false;
-        *bytes += char(hi * 16 + lo);
-    }
+    std::string out(hex.size() / 2, '\0');
+    if (!zel::wire::hexDecode(hex.data(), hex.size(), reinterpret_cast<uint8_t *>(&out[0]))) return false;
+    *bytes = std::move(out);
     return true;
 }
 

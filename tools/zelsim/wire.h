@@ -7,24 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "core/wire.h"
+
 namespace zelsim {
 
 using Ms = int64_t;
 
-// Notification item types as the library numbers them.
-enum NotifyType : uint8_t {
-    kNetworkMode = 0,
-    kType1 = 1,
-    kNewSms = 2,
-    kOtaStatus = 3,
-    kUrc = 4,
-    kType5 = 5,
-    kSimStatus = 6,
-    kWakeup = 7,
-};
-
-// One notification item: the type byte and its payload (big-endian length
-// for URC text).
+// One notification item: the type byte (NOTIFICATION_*) and its payload.
 std::string itemByte(uint8_t type, uint8_t value);
 std::string itemOta(uint8_t status, uint8_t progress);
 std::string itemUrc(const std::string &text);
