@@ -5,7 +5,9 @@
  * -----------
  * Status codes: every API function returns a signed 32-bit status:
  *    0  success
- *    1  an argument is outside its allowed range
+ *    1  an argument is outside its allowed range, or a text argument holds
+ *       a control byte (below 0x20, or 0x7F) that would end or add a
+ *       command (nothing is sent; the log names the argument)
  *    2  a required pointer argument is NULL
  *    4  another running instance already holds the single-instance lock
  *       (zelInit only)
@@ -389,7 +391,10 @@ void notifyCallbacks(zelNotification *notification);
 
 /* ---- Generic command and helpers ---- */
 /* Sends "<command>\r\n"; *reply receives the whole reply (0 whatever the
- * modem answered); 2 for a NULL argument. */
+ * modem answered); 2 for a NULL argument. A raw pass-through: unlike every
+ * other wrapper, which refuses text holding a control byte with 1, it sends
+ * the command as given, so the caller must never pass on text it does not
+ * trust. */
 int32_t zelSendAtCommand(const char *command, zelString **reply);
 /* Removes leading and trailing white space in place; returns text. */
 char *trim(char *text);
@@ -701,7 +706,8 @@ int32_t zelEnterFastSleep(int32_t seconds, uint32_t *reason);
 
 /* ---- SMS sending (direct port) ---- */
 /* mode 0 text, otherwise PDU (UCS-2; number is 10 national digits).
- * 0 sent, 5 not sent (or refused: NULL/empty number, NULL message or data, len 0).
+ * 0 sent, 5 not sent (or refused: NULL/empty number, NULL message or data, len 0),
+ * 1 for a text-mode message holding Ctrl-Z (0x1A) or ESC (0x1B).
  * A text-mode number over 115 characters is cut with the rest of its command. */
 int32_t zelSendSMS(const char *number, const zelString *message, int32_t mode);
 /* "%04X" per input byte; result freed by the caller with free(). */
