@@ -9,7 +9,7 @@
  * | Code | Meaning |
  * |-----:|:--------|
  * |  0   | success |
- * |  1   | an argument is outside its allowed range |
+ * |  1   | an argument is outside its allowed range, or a text argument holds a control byte (below 0x20, or 0x7F) that would end or add a command: nothing is sent and the log names the argument |
  * |  2   | a required pointer argument is NULL |
  * |  4   | another running instance already holds the single-instance lock (zelInit() only) |
  * |  5   | generic failure: no reply within the timeout, an empty reply, a reply without the expected "OK" or response prefix, no memory, a socket, port or file that cannot be opened |
@@ -31,7 +31,7 @@
  *
  * Commands go to the SDK server, one at a time, with a 15 s timeout unless
  * stated otherwise. Text arguments are inserted into the command as they
- * are; a command longer than 1023 bytes is refused and nothing is sent. Call
+ * are, unless they hold a control byte (status 1); a command longer than 1023 bytes is refused and nothing is sent. Call
  * zelInit() once before anything else and zelExit() at the end.
  */
 #ifndef ZELTO_SDK_H
@@ -716,6 +716,10 @@ void notifyCallbacks(zelNotification *notification);
  *         the text); 2 for a NULL argument; 5 when no reply came within
  *         15 s, the reply was empty or the command is longer than 1021
  *         bytes (@p reply is left alone then).
+ *
+ * A raw pass-through: unlike every other wrapper, which refuses text holding
+ * a control byte with 1, it sends the command as given, so never pass on
+ * text you do not trust.
  */
 int32_t zelSendAtCommand(const char *command, zelString **reply);
 /**
@@ -2319,7 +2323,8 @@ int32_t zelEnterFastSleep(int32_t seconds, uint32_t *reason);
  *        the 10 national digits, sent as the international number `91<number>`.
  * @param message the text; the record stays the caller's.
  * @param mode 0 text, otherwise PDU.
- * @return 0 sent; 5 not sent (log lines "send_text_sms: No > prompt",
+ * @return 0 sent; 1 for a text-mode message holding Ctrl-Z (0x1A) or ESC
+ *         (0x1B); 5 not sent (log lines "send_text_sms: No > prompt",
  *         "open_smd_port: cannot open smd10 (...)"), or refused: NULL or
  *         empty number, NULL message or data, `len` 0.
  */

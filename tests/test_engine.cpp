@@ -3,6 +3,9 @@
 // zelSendAtCommand.
 #include <string.h>
 
+#include <algorithm>
+#include <regex>
+
 #include "family_table.h"
 #include "zelto_api_modules/zelto_sdk_internal.h"
 
@@ -43,6 +46,50 @@ TEST_F(Engine, OverlongCommandsSendNothingWhile1023CharactersFit) {
     server->reply("\r\nOK\r\n");
     EXPECT_EQ(zel::action(kTag, (S(1021, 'c') + "\r\n").c_str()), 0);
     EXPECT_EQ(server->received().size(), 1023u);
+}
+
+// Text with a control byte would end the command and start another: every
+// wrapper that formats caller text refuses it with 1, sends nothing (to the
+// server or the modem port) and logs the argument under its family's tag.
+TEST_F(Engine, TextWithAControlByteIsRefusedAndNothingSent) {
+    zel::g_platform.modem_port = "/nonexistent/smd10";  // a dial or message that got through would fail with 5
+    const zelString id = view("dev-1"), key = view("k\x1b[2J"), pkg = view("http://h/p\x7f");
+    const zelString apn_cmd = view("internet\r\nAT+CFUN=0"), ctrl_z = view("Hi\x1a"), esc = view("Hi\x1b");
+    const struct { Refusal row; const char *logged; } rows[] = {
+        {REFUSE(zelCGDCONTSet(1, "IP", "internet\r\nAT+CFUN=0"), 1), "zel_network_api:* 0x0D in argument 3 of AT+CGDCONT="},
+        {REFUSE(zelCpinSet("1234\r", ""), 1), "zel_sim_api:* 0x0D in argument 1 of AT+CPIN="},
+        {REFUSE(zelCpinSet("1234", "\n5678"), 1), "zel_sim_api:* 0x0A in argument 2 of AT+CPIN="},
+        {REFUSE(zelCopsSet(1, 0, "Op\tNet", 7), 1), "zel_network_api:* 0x09 in argument 3 of AT+COPS="},
+        {REFUSE(zelClckSet("SC", 1, "0000\x1a", 1), 1), "zel_network_api:* 0x1A in argument 3 of AT+CLCK="},
+        {REFUSE(zelConfig(1, &apn_cmd, 2), 1), "zel_general_api:* 0x0D in argument 2 of AT+CONFIG="},
+        {REFUSE(zelCIPSERVERSet(1, "80\x1b"), 1), "zel_tcp_api:* 0x1B in argument 2 of AT+CIPSERVER="},
+        {REFUSE(zelCPMSSet("SM", "ME\x7f", "SM", s), 1), "zel_sms_api:* 0x7F in argument 2 of AT+CPMS="},
+        {REFUSE(zelOTADownload("http://h/f\r\nAT+OTA=APPLY"), 1), "zel_ota_api:* 0x0D in argument 1 of AT+OTA=DOWNLOAD,"},
+        {REFUSE(zelDFotaDownload(pkg), 1), "zel_ota_api:* 0x7F in argument 1 of AT+DLDFOTA="},
+        {REFUSE(zelVantorReg(&id, &key, &id), 1), "zel_vantor_api:* 0x1B in argument 2 of AT+VANTORREG="},
+        {REFUSE(zelATDGet("123;\rATH"), 1), "zel_call_control_api:* 0x0D in argument 1 of ATD"},
+        {REFUSE(zelSendSMS("123", &ctrl_z, 0), 1), "zel_sms_api:* 0x1A in the message text"},
+        {REFUSE(zelSendSMS("123", &esc, 0), 1), "zel_sms_api:* 0x1B in the message text"},
+    };
+    for (const auto &r : rows) {
+        log.clear();
+        checkRefusals({r.row});
+        // Besides the link's own lines (the probe's reply), the refusal alone.
+        std::vector<LogLine> lines = log.lines();
+        lines.erase(std::remove_if(lines.begin(), lines.end(), [](const LogLine &l) { return l.text.rfind("core:", 0) == 0; }),
+                    lines.end());
+        ASSERT_EQ(lines.size(), 1u) << r.row.what;
+        EXPECT_EQ(lines[0].priority, LOG_ERR);
+        const S text = std::regex_replace(lines[0].text, std::regex("^(\\w+):\\d+: control byte"), "$1:*");
+        EXPECT_EQ(text.rfind(r.logged, 0), 0u) << lines[0].text;
+    }
+    // The raw pass-through sends what it is given.
+    server->clearRecord();
+    server->reply("\r\nOK\r\n");
+    Owned raw;
+    EXPECT_EQ(zelSendAtCommand("AT+X=\"\t\"", raw.out()), 0);
+    EXPECT_EQ(server->received(), "AT+X=\"\t\"\r\n");
+    zel::g_platform.modem_port = zel::defaultPlatform().modem_port;
 }
 
 TEST_F(Engine, SendAtCommandReturnsTheWholeReplyWhateverItSaysAndNoReplyIsLogged) {

@@ -25,8 +25,11 @@ int32_t zelATDGet(const char *number) {
         return 5;
     }
     char buffer[128] = {0};
-    // A number that does not fit the command buffer is refused before the port is touched.
-    int n = snprintf(buffer, sizeof buffer, "ATD%s;\r\n", number);
+    // A number with a control byte, or one that does not fit the command
+    // buffer, is refused before the port is touched.
+    Command dial = cmdf("ATD%s;\r\n", number);
+    if (dial.refusedArgument() != 0) return refusal(kTag, dial);
+    int n = dial.length();
     if (n <= 0 || static_cast<size_t>(n) >= sizeof buffer) {
         ZEL_LOG(LOG_ERR, "Failed to format ATD command");
         return 5;
@@ -38,8 +41,7 @@ int32_t zelATDGet(const char *number) {
         return 5;
     }
     int32_t status = 5;
-    if (zel_send_data_to_fd(fd, buffer, n) == n) {
-        memset(buffer, 0, sizeof buffer);
+    if (zel_send_data_to_fd(fd, dial.text(), n) == n) {
         int32_t got = zel_read_data_from_modem(fd, buffer, sizeof buffer - 1, 5000);
         if (got <= 0) {
             ZEL_LOG(LOG_WARNING, "No response from modem for ATD command");

@@ -150,7 +150,8 @@ int32_t otaCommand(const Command &c, const Verdict (&rows)[N], bool step, int li
     return judge(r, rows, line).status;
 }
 
-// A step carrying the caller's URL; -1 when it is missing or too long for a command.
+// A step carrying the caller's URL; -1 when it is missing or too long for a
+// command, 1 when it holds a control byte.
 template <size_t N>
 int32_t urlStep(const char *url, Command (*build)(const char *), const Verdict (&rows)[N],
                 int line = __builtin_LINE()) {
@@ -159,6 +160,7 @@ int32_t urlStep(const char *url, Command (*build)(const char *), const Verdict (
         return -1;
     }
     Command c = build(url);
+    if (c.refusedArgument() != 0) return refusal(kTag, c, line);
     if (!c.fits()) {
         ZEL_LOG(LOG_ERR, "URL too long");
         return -1;
@@ -223,7 +225,7 @@ extern "C" {
 int32_t zelDFotaDownload(zelString package) {
     if (package.data == nullptr || package.len <= 0) return 1;
     Command c = cmdf("AT+DLDFOTA=%s\r\n", package.data);
-    if (!c.fits()) return 1;
+    if (refusal(kTag, c) != 0) return 1;
     return deltaCommand(c, "DOWNLOAD_SUCCESS");
 }
 

@@ -135,6 +135,12 @@ int32_t zelSendSMS(const char *number, const zelString *message, int32_t mode) {
         return 5;
     const bool pdu_mode = mode != 0;
     const SendMode &m = pdu_mode ? kPduMode : kTextMode;
+    // In text mode Ctrl-Z would end the message early and ESC cancel it.
+    const char *control = pdu_mode ? nullptr : strpbrk(message->data, "\x1a\x1b");
+    if (control != nullptr) {
+        ZEL_LOG(LOG_ERR, "control byte 0x%02X in the message text: refused", static_cast<unsigned char>(*control));
+        return 1;
+    }
     // The command buffer holds a text-mode number of up to 115 characters; a
     // longer one is cut with the rest of the command, as the modem then sees it.
     char command[128];

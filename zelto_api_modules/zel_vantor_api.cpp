@@ -39,7 +39,7 @@ extern "C" {
 int32_t zelVantorReg(const zelString *a, const zelString *b, const zelString *c) {
     if (!hasText(a) || !hasText(b) || !hasText(c)) return 1;
     Command command = cmdf("AT+VANTORREG=%s,%s,%s\r\n", a->data, b->data, c->data);
-    if (!command.fits()) return 1;
+    if (refusal(kTag, command) != 0) return 1;
     Reply r = transact(kTag, command);
     if (!r) return 5;
     if (r.find("+VANTORREG:") == nullptr) {

@@ -8,6 +8,7 @@
 #include <string.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <printf.h>
 #include <pthread.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -31,14 +32,87 @@ Command::Command(const char *literal) {
     }
 }
 
-Command cmdf(const char *format, ...) {
+namespace {
+
+constexpr size_t kArgumentsMax = 16;
+
+// The 1-based position of the first text argument that holds a control byte
+// (the byte goes to *byte), 0 when none. The arguments are stepped over by
+// the types that the C library reads from the format; a format with more
+// arguments than that list holds counts as refused at its last argument.
+int controlArgument(const char *format, va_list ap, unsigned char *byte) {
+    int types[kArgumentsMax];
+    size_t n = parse_printf_format(format, kArgumentsMax, types);
+    if (n > kArgumentsMax) return static_cast<int>(n);
+    for (size_t i = 0; i < n; ++i) {
+        const int base = types[i] & ~PA_FLAG_MASK, flags = types[i] & PA_FLAG_MASK;
+        if (base == PA_STRING) {
+            for (const char *s = va_arg(ap, const char *); s && *s; ++s) {
+                *byte = static_cast<unsigned char>(*s);
+                if (*byte < 0x20 || *byte == 0x7f) return static_cast<int>(i + 1);
+            }
+        } else if (base == PA_POINTER || base == PA_WSTRING || (flags & PA_FLAG_PTR)) {
+            va_arg(ap, void *);
+        } else if (base == PA_DOUBLE) {
+            if (flags & PA_FLAG_LONG_DOUBLE)
+                va_arg(ap, long double);
+            else
+                va_arg(ap, double);
+        } else if (flags & PA_FLAG_LONG_LONG) {
+            va_arg(ap, long long);
+        } else if (flags & PA_FLAG_LONG) {
+            va_arg(ap, long);
+        } else {
+            va_arg(ap, int);
+        }
+    }
+    *byte = 0;
+    return 0;
+}
+
+}  // namespace
+
+Command Command::format(bool checked, const char *format, va_list ap) {
     Command c;
-    va_list ap;
-    va_start(ap, format);
+    c.buf_[0] = '\0';
+    c.format_ = format;
+    if (checked) {
+        va_list args;
+        va_copy(args, ap);
+        c.refused_arg_ = controlArgument(format, args, &c.refused_byte_);
+        va_end(args);
+        if (c.refused_arg_ != 0) return c;
+    }
     int n = vsnprintf(c.buf_, sizeof c.buf_, format, ap);
-    va_end(ap);
     c.len_ = (n >= 0 && static_cast<size_t>(n) < sizeof c.buf_) ? n : -1;
     return c;
+}
+
+Command cmdf(const char *format, ...) {
+    va_list ap;
+    va_start(ap, format);
+    Command c = Command::format(true, format, ap);
+    va_end(ap);
+    return c;
+}
+
+Command rawf(const char *format, ...) {
+    va_list ap;
+    va_start(ap, format);
+    Command c = Command::format(false, format, ap);
+    va_end(ap);
+    return c;
+}
+
+int32_t refusal(const char *tag, const Command &c, int line) {
+    if (c.refused_arg_ != 0) {
+        zelto_sdk_log(LOG_ERR, "%s:%d: control byte 0x%02X in argument %d of %.*s: refused\n", tag, line,
+                      c.refused_byte_, c.refused_arg_, static_cast<int>(strcspn(c.format_, "\r\n")), c.format_);
+        return 1;
+    }
+    if (c.fits()) return 0;
+    zelto_sdk_log(LOG_ERR, "%s:%d: command too long\n", tag, line);
+    return 5;
 }
 
 const char *findIn(const char *hay, size_t len, const char *needle) {
@@ -55,10 +129,7 @@ const char *Reply::find(const char *needle, const char *from) const {
 }
 
 Reply transact(const char *tag, const Command &c, int line) {
-    if (!c.fits()) {
-        zelto_sdk_log(LOG_ERR, "%s:%d: command too long\n", tag, line);
-        return Reply(nullptr);
-    }
+    if (refusal(tag, c, line) != 0) return Reply(nullptr);
     // Every wrapper stores the same value, from any thread: a relaxed store.
     __atomic_store_n(&sdkSendATcmd, &sdkSendATcmdViaSocket, __ATOMIC_RELAXED);
     zelString *ret = __atomic_load_n(&sdkSendATcmd, __ATOMIC_RELAXED)(c.text(), c.length(), c.timeoutSeconds());
@@ -97,6 +168,7 @@ int32_t run(const Request &r) {
     bool needs_text = r.shape == Shape::TextQuery || r.shape == Shape::FixedText;
     if ((needs_int && r.int_out == nullptr) || (needs_text && r.text_out == nullptr)) return 5;
 
+    if (int32_t refused = refusal(r.tag, *r.command, r.line)) return refused;
     Reply reply = transact(r.tag, *r.command, r.line);
     if (!reply) return 5;
     const char *prefix_at = r.prefix ? reply.find(r.prefix) : nullptr;
@@ -148,7 +220,7 @@ char *trim(char *text) {
 
 int32_t zelSendAtCommand(const char *command, zelString **reply) {
     if (command == nullptr || reply == nullptr) return 2;
-    zel::Reply r = zel::transact(kTag, zel::cmdf("%s\r\n", command));
+    zel::Reply r = zel::transact(kTag, zel::rawf("%s\r\n", command));
     if (!r) return 5;
     *reply = zelAllocString(r.text(), r.length());
     return *reply ? 0 : 5;

@@ -10,6 +10,7 @@
 #define ZEL_API_INTERNAL_H
 
 #include <locale.h>
+#include <stdarg.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -22,7 +23,10 @@ constexpr size_t kCommandMax = 1024;
 
 // A command's text in a fixed buffer, with the seconds to wait for its reply.
 // A text that would not fit (with its terminating zero) leaves fits() false;
-// the engine then refuses it with 5 and sends nothing.
+// the engine then refuses it with 5 and sends nothing. A text argument that
+// holds a control byte (below 0x20, or 0x7F) would end the command line and
+// start another: it leaves fits() false as well, and the engine refuses the
+// command with 1.
 class Command {
 public:
     Command(const char *literal);  // NOLINT: implicit on purpose, for one-line wrappers
@@ -31,20 +35,36 @@ public:
         return *this;
     }
     bool fits() const { return len_ >= 0; }
+    // The 1-based position of the first argument refused for a control byte; 0 for none.
+    int refusedArgument() const { return refused_arg_; }
     const char *text() const { return buf_; }
     int32_t length() const { return len_; }
     int32_t timeoutSeconds() const { return timeout_; }
 
 private:
     Command() = default;
+    static Command format(bool checked, const char *format, va_list ap);
     friend Command cmdf(const char *format, ...);
+    friend Command rawf(const char *format, ...);
+    friend int32_t refusal(const char *tag, const Command &c, int line);
     char buf_[kCommandMax];
     int32_t len_ = -1;
     int32_t timeout_ = kDefaultTimeout;
+    const char *format_ = "";
+    int refused_arg_ = 0;
+    unsigned char refused_byte_ = 0;
 };
 
-// Formats a command like printf (decimal integers, text inserted as is).
+// Formats a command like printf. Every text (%s) argument is checked first:
+// one holding a control byte refuses the whole command.
 Command cmdf(const char *format, ...) __attribute__((format(printf, 1, 2)));
+// The same without the check, for the raw pass-through zelSendAtCommand only.
+Command rawf(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+// 0 when `c` may be sent. Otherwise logs why not at LOG_ERR under `tag` and
+// `line` and gives the status to return: 1 for a control byte (the log names
+// the argument and the byte), 5 for a command too long.
+int32_t refusal(const char *tag, const Command &c, int line = __builtin_LINE());
 
 // The ways a reply is judged and converted.
 enum class Shape {
@@ -125,7 +145,8 @@ int32_t toInt32(long long v);
 
 // Sends a command for a custom wrapper: a reply with at least one byte, or an
 // empty Reply after the template's log line ("ret == NULL", "ret->len <= 0",
-// or a refused over-long command).
+// or the refusal's). A wrapper that formats caller text returns refusal()'s
+// status itself before it calls this.
 Reply transact(const char *tag, const Command &c, int line = __builtin_LINE());
 
 // A new record with the trimmed text of [start, end), `len` set to the
