@@ -31,8 +31,9 @@
  *
  * Commands go to the SDK server, one at a time, with a 15 s timeout unless
  * stated otherwise. Text arguments are inserted into the command as they
- * are, unless they hold a control byte (status 1); a command longer than 1023 bytes is refused and nothing is sent. Call
- * zelInit() once before anything else and zelExit() at the end.
+ * are, unless they hold a control byte (status 1); a command longer than
+ * 1023 bytes is refused and nothing is sent. Call zelInit() once before
+ * anything else and zelExit() at the end.
  */
 #ifndef ZELTO_SDK_H
 #define ZELTO_SDK_H
