@@ -2318,16 +2318,24 @@ int32_t zelEnterFastSleep(int32_t seconds, uint32_t *reason);
  *
  * Text mode waits 1.5 s for the prompt and 6 s for "OK"; PDU mode (UCS-2
  * user data, each byte of the text one character) 3 s and 8 s, and counts a
- * "+CMGS:" as sent too. A text-mode number over 115 characters is cut with
- * the rest of its command.
- * @param number text mode: as the modem takes it ("+15550123"); PDU mode:
- *        the 10 national digits, sent as the international number `91<number>`.
- * @param message the text; the record stays the caller's.
+ * "+CMGS:" as sent too. When the prompt does not come, ESC is sent before
+ * the port is closed, so the modem leaves message entry. A text-mode number
+ * over 115 characters is cut with the rest of its command.
+ * @param number digits after an optional leading '+'. Text mode: as the
+ *        modem takes it ("+15550123"); PDU mode: national digits, sent as
+ *        the international number `91<number>`, or with a leading '+' the
+ *        international number as given; 20 digits at most either way.
+ * @param message the text: one message, so at most 160 characters in text
+ *        mode and 70 (bytes, each one UCS-2 character) in PDU mode; the
+ *        record stays the caller's.
  * @param mode 0 text, otherwise PDU.
- * @return 0 sent; 1 for a text-mode message holding Ctrl-Z (0x1A) or ESC
- *         (0x1B); 5 not sent (log lines "send_text_sms: No > prompt",
- *         "open_smd_port: cannot open smd10 (...)"), or refused: NULL or
- *         empty number, NULL message or data, `len` 0.
+ * @return 0 sent; 1 refused before the port is opened, with a log line: a
+ *         number that is not digits after an optional '+' (or too long for
+ *         PDU mode), a text longer than one message, a text-mode message
+ *         holding Ctrl-Z (0x1A) or ESC (0x1B); 5 not sent (log lines
+ *         "send_text_sms: No > prompt", "open_smd_port: cannot open smd10
+ *         (...)"), or refused: NULL or empty number, NULL message or data,
+ *         `len` 0.
  */
 int32_t zelSendSMS(const char *number, const zelString *message, int32_t mode);
 /**

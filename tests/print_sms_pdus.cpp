@@ -1,5 +1,6 @@
-// Prints "number texthex pdu" for the SMS-SUBMIT PDUs the library builds, for
-// decode_sms_pdus.js to decode with a decoder this project did not write.
+// Prints "address texthex pdu" for the SMS-SUBMIT PDUs the library builds
+// (the address the PDU must carry), for decode_sms_pdus.js to decode with a
+// decoder this project did not write.
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -15,10 +16,12 @@ int main() {
         for (int b = first; b < first + 70 && b < 256; ++b) texts.back() += static_cast<char>(b);
     }
     for (size_t i = 0; i < texts.size(); ++i) {
-        std::string number = std::to_string(9876543210 - 1111111 * i);
+        // National numbers of 8 to 17 digits (country code 91 added) and international ones.
+        std::string digits = std::to_string(98765432109876543 - 1111111 * i).substr(0, 8 + i % 11);
+        std::string number = i % 3 == 2 ? "+" + digits : digits, address = i % 3 == 2 ? digits : "91" + digits;
         char *pdu = zel::buildSubmitPdu(number.c_str(), texts[i].c_str());
         if (pdu == nullptr) return 1;
-        printf("%s ", number.c_str());
+        printf("%s ", address.c_str());
         for (unsigned char b : texts[i]) printf("%02x", b);
         printf(" %s\n", pdu);
         free(pdu);

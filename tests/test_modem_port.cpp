@@ -196,21 +196,41 @@ TEST_F(Port, DialAndSendDialogues) {
         return [=] { return zel::g_platform.modem_port = "/nonexistent/smd10", call(); };
     };
     const char *N = "9876543210";
+    const S a70(70, 'a'), a71(71, 'a'), a160(160, 'a'), a161(161, 'a');
+    zelString t70 = view(a70.c_str()), t71 = view(a71.c_str()), t160 = view(a160.c_str()), t161 = view(a161.c_str());
+    S u70;
+    for (int i = 0; i < 70; ++i) u70 += "0061";
     const Dialogue cases[] = {
         {"PDU: the worked example", sms(N, &hi, 1), {ok, prompt, cmgs + ok}, 0, pdu + "17\r\n" + hi_pdu, 1 + 15 + 1,
          send, "zelSendSMS start mode=PDU", LOG_INFO},
+        {"PDU: 11 digits, the address length counts them", sms("98765432101", &hi, 1), {ok, prompt, ok}, 0,
+         pdu + "18\r\n0001000D91198967452301F100080400480069\x1a", 17, send, "", 0},
+        {"PDU: 13 digits", sms("9876543210123", &hi, 1), {ok, prompt, ok}, 0,
+         pdu + "19\r\n0001000F9119896745230121F300080400480069\x1a", 17, send, "", 0},
+        {"PDU: a '+' number keeps its own country code", sms("+4930123", &hi, 1), {ok, prompt, ok}, 0,
+         pdu + "15\r\n0001000791940321F300080400480069\x1a", 17, send, "", 0},
+        {"PDU: 70 characters fit", sms(N, &t70, 1), {ok, prompt, ok}, 0, pdu + "153\r\n0001000C9119896745230100088C" + u70 + "\x1a",
+         17, send, "", 0},
+        {"PDU: 71 do not", sms(N, &t71, 1), {}, 1, "", 0, "", "zel_sms_api:*: a text of 71 characters does not fit one message of 70: refused", LOG_ERR},
+        {"text: 160 characters fit", sms(N, &t160, 0), {ok, prompt, ok}, 0, text + S(t160.data) + "\x1a", 10, send, "", 0},
+        {"text: 161 do not", sms(N, &t161, 0), {}, 1, "", 0, "", "zel_sms_api:*: a text of 161 characters does not fit one message of 160: refused", LOG_ERR},
+        {"text: a letter in the number", sms("555-0100", &hi, 0), {}, 1, "", 0, "",
+         "zel_sms_api:*: the number is not digits after an optional '+': refused", LOG_ERR},
+        {"PDU: '+' alone", sms("+", &hi, 1), {}, 1, "", 0, "", "zel_sms_api:*: the number is not digits after an optional '+', 20 at most with its country code: refused", LOG_ERR},
+        {"PDU: 19 digits do not fit the address with 91", sms("1234567890123456789", &hi, 1), {}, 1, "", 0, "",
+         "zel_sms_api:*: the number is not digits after an optional '+', 20 at most with its country code: refused", LOG_ERR},
         {"PDU: empty text", sms(N, &empty, 1), {ok, prompt, ok}, 0, pdu + "13\r\n0001000C91198967452301000800\x1a", 17,
          send, "", 0},
         {"PDU: a byte above 0x7F", sms(N, &e9, 1), {ok, prompt, ok}, 0,
          pdu + "15\r\n0001000C9119896745230100080200E9\x1a", 17, send, "", 0},
         {"PDU (mode 2): +CMGS: alone is sent", sms(N, &hi, 2), {ok, prompt, cmgs}, 0, pdu + "17\r\n" + hi_pdu,
          1 + 15 + 40, send, "", 0},
-        {"PDU: no prompt", sms(N, &hi, 1), {ok, err}, 5, pdu + "17\r\n", 2, send, "send_pdu_sms: No > prompt", LOG_ERR},
+        {"PDU: no prompt, ESC ends message entry", sms(N, &hi, 1), {ok, err}, 5, pdu + "17\r\n\x1b", 2, send, "send_pdu_sms: No > prompt", LOG_ERR},
         {"text: sent", sms(N, &hi, 0), {ok, prompt, cmgs + ok}, 0, text + "Hi\x1a", 1 + 8 + 1, send,
          "zelSendSMS start mode=TEXT", LOG_INFO},
         {"text: +CMGS: alone fails", sms(N, &hi, 0), {ok, prompt, cmgs}, 5, text + "Hi\x1a", 1 + 8 + 30, send, "", 0},
         {"text: empty text is Ctrl-Z alone", sms(N, &empty, 0), {ok, prompt, ok}, 0, text + "\x1a", 10, send, "", 0},
-        {"text: silent modem, no prompt", sms(N, &hi, 0), {}, 5, text, 2 + 8, send, "send_text_sms: No > prompt",
+        {"text: silent modem, no prompt", sms(N, &hi, 0), {}, 5, text + "\x1b", 2 + 8, send, "send_text_sms: No > prompt",
          LOG_ERR},
         {"send: no port", noPort(sms(N, &hi, 1)), {}, 5, "", 0, "lock by: open_smd_port|release by: open_smd_port|",
          "open_smd_port: cannot open smd10 (No such file or directory)", LOG_ERR},
@@ -232,7 +252,7 @@ TEST_F(Port, DialAndSendDialogues) {
         {"send: NULL data", sms(N, &no_data, 1), {}, 5, "", 0, "", "", 0},
         {"send: len 0", sms(N, &no_len, 0), {}, 5, "", 0, "", "", 0},
         {"text: a number over 115 characters is cut", sms(n116.c_str(), &hi, 0), {ok}, 5,
-         "AT+CMGF=1\r\nAT+CMGS=\"" + n116 + "\"\r", 1 + 8, send, "send_text_sms: No > prompt", LOG_ERR},
+         "AT+CMGF=1\r\nAT+CMGS=\"" + n116 + "\"\r\x1b", 1 + 8, send, "send_text_sms: No > prompt", LOG_ERR},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);

@@ -62,6 +62,7 @@ int32_t converse(int32_t fd, const SendMode &m, const char *command, const char 
     int32_t got = exchange(fd, command, strlen(command), reply, m.prompt_wait_ms);
     if (!holds(reply, got, ">")) {
         directLog(LOG_ERR, "%s: No > prompt", m.name);
+        zel_send_data_to_fd(fd, "\x1b", 1);  // the modem may still wait for a body: leave message entry
         return 5;
     }
     got = exchange(fd, body, body_len, reply, m.final_wait_ms);
@@ -79,26 +80,40 @@ HeapText closedBody(const char *text, size_t len) {
     return body;
 }
 
+// Digits after an optional leading '+'.
+bool isPhoneNumber(const char *number) {
+    const char *digits = number[0] == '+' ? number + 1 : number;
+    return digits[0] != '\0' && strspn(digits, "0123456789") == strlen(digits);
+}
+
 bool cnmiInRange(uint32_t mode, uint32_t mt, uint32_t bm, uint32_t ds, uint32_t bfr) {
     return mode <= 2 && mt <= 3 && bm <= 2 && ds <= 2 && bfr <= 1;
 }
 
 }  // namespace
 
+const char *zel::submitAddress(const char *number, char (&digits)[kMaxAddressDigits + 1]) {
+    if (number == nullptr) return nullptr;
+    const char *country = number[0] == '+' ? "" : "91";
+    const char *rest = number[0] == '+' ? number + 1 : number;
+    int n = snprintf(digits, sizeof digits, "%s%s", country, rest);
+    return n >= 0 && static_cast<size_t>(n) < sizeof digits ? digits : nullptr;
+}
+
 char *zel::buildSubmitPdu(const char *number, const char *text) {
-    if (number == nullptr || text == nullptr) return nullptr;
+    char international[kMaxAddressDigits + 1];
+    if (text == nullptr || submitAddress(number, international) == nullptr) return nullptr;
     HeapText body(convert_to_ucs2(text));
     if (!body) return nullptr;
     size_t body_len = strlen(body.get());
-    // The address field holds at most 31 digits: the country code and 29 of the number.
-    char international[32];
-    snprintf(international, sizeof international, "91%s", number);
     char address[sizeof international + 1];
     encode_number_semi_octet(international, address);
     size_t size = strlen(address) + body_len + 64;
     char *pdu = static_cast<char *>(calloc(size, 1));
+    // The address length counts its digits, the F that pads an odd count aside.
     if (pdu != nullptr)
-        snprintf(pdu, size, "0001000C91%s0008%02X%s", address, static_cast<unsigned>(body_len / 2), body.get());
+        snprintf(pdu, size, "000100%02X91%s0008%02X%s", static_cast<unsigned>(strlen(international)), address,
+                 static_cast<unsigned>(body_len / 2), body.get());
     return pdu;
 }
 
@@ -135,6 +150,19 @@ int32_t zelSendSMS(const char *number, const zelString *message, int32_t mode) {
         return 5;
     const bool pdu_mode = mode != 0;
     const SendMode &m = pdu_mode ? kPduMode : kTextMode;
+    char address[kMaxAddressDigits + 1];
+    if (!isPhoneNumber(number) || (pdu_mode && submitAddress(number, address) == nullptr)) {
+        ZEL_LOG(LOG_ERR, "the number is not digits after an optional '+'%s: refused",
+                pdu_mode ? ", 20 at most with its country code" : "");
+        return 1;
+    }
+    // One message carries 70 UCS-2 units (one per byte in PDU mode) or 160 characters.
+    const size_t units = strlen(message->data), most = pdu_mode ? 70 : 160;
+    if (units > most) {
+        ZEL_LOG(LOG_ERR, "a text of %u characters does not fit one message of %u: refused",
+                static_cast<unsigned>(units), static_cast<unsigned>(most));
+        return 1;
+    }
     // In text mode Ctrl-Z would end the message early and ESC cancel it.
     const char *control = pdu_mode ? nullptr : strpbrk(message->data, "\x1a\x1b");
     if (control != nullptr) {
