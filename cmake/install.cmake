@@ -38,7 +38,7 @@ install(FILES ${CMAKE_BINARY_DIR}/zelto_sdk.pc DESTINATION ${ZEL_PKGCONFIG_DIR} 
 
 set(ZEL_ELF_FILES "set(ZEL_ELF_runtime $<TARGET_FILE:zelto_sdk>)\n")
 set(ZEL_COMPONENTS runtime dev)
-foreach(tool zelctl zelsim)
+foreach(tool zelctl zelsim zeltap)
   if(TARGET ${tool})
     install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
     string(APPEND ZEL_ELF_FILES "list(APPEND ZEL_ELF_tools $<TARGET_FILE:${tool}>)\n")
@@ -82,7 +82,7 @@ foreach(component IN LISTS ZEL_COMPONENTS)
 endforeach()
 # The manual pages are made from the tools' --help texts (run under the
 # build's emulator when cross-built), so they say what --help says.
-foreach(tool zelctl zelsim)
+foreach(tool zelctl zelsim zeltap)
   if(TARGET ${tool})
     set(gz ${CMAKE_BINARY_DIR}/packaging/${tool}.1.gz)
     set(man ${CMAKE_BINARY_DIR}/packaging/${tool}.1)

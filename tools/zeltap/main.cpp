@@ -1,0 +1,45 @@
+// zeltap: records what the SDK server answers, in zelsim's scenario format.
+//   zeltap record --out FILE [--duration TIME] [--dir DIR]
+//   zeltap restore [--dir DIR]
+#include <CLI/CLI.hpp>
+
+#include "recorder.h"
+
+int main(int argc, char **argv) {
+    CLI::App app{"zeltap: records the traffic between applications and the SDK server as a zelsim scenario", "zeltap"};
+    app.footer("Example: zeltap record --out field-report.yaml --duration 600s\n\n"
+               "Exit status: 0 done, 1 it could not record, restore or write the file, 2 bad usage.");
+    app.require_subcommand(1);
+    zeltap::Options opt;
+    std::string duration;
+
+    CLI::App *rec = app.add_subcommand("record", "Stand in for the SDK server's sockets and record until stopped");
+    rec->add_option("--out", opt.out, "The recording to write (YAML, replayed by zelsim --scenario FILE)")->required();
+    rec->add_option("--duration", duration, "Stop after this long (250ms, 90s, up to a day); default: at SIGINT or SIGTERM");
+    rec->add_option("--dir", opt.dir, "The server's sockets are in this directory instead of /tmp");
+    rec->footer("The server's sockets are renamed to PATH.zeltap-server while it records and renamed back when it "
+                "stops. PINs, PUKs, passwords and cloud credentials are never written: they stand as <masked>.\n\n"
+                "Example: zeltap record --out /tmp/field-report.yaml\n\n"
+                "Exit status: 0 the file is written, 1 nothing to record (no live server at the sockets, another "
+                "zeltap records) or the file could not be written, 2 bad usage.");
+
+    CLI::App *res = app.add_subcommand("restore", "Put back the server's sockets after a recorder was killed");
+    std::string restore_dir;
+    res->add_option("--dir", restore_dir, "The server's sockets are in this directory instead of /tmp");
+    res->footer("Example: zeltap restore\n\n"
+                "Exit status: 0 the sockets are in place, 1 a recorder still runs or a socket could not be moved back, "
+                "2 bad usage.");
+    try {
+        app.parse(argc, argv);
+        if (!duration.empty()) {
+            std::string why;
+            if (!zelsim::parseDuration(duration, &opt.duration, &why))
+                throw CLI::ValidationError("--duration", "'" + duration + "' is not a duration: " + why);
+        }
+    } catch (const CLI::ParseError &e) {
+        int status = app.exit(e);
+        return status == 0 ? 0 : 2;
+    }
+    if (*res) return zeltap::restore(restore_dir);
+    return zeltap::record(opt);
+}
