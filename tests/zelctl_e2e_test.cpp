@@ -23,7 +23,6 @@
 namespace {
 
 using Json = nlohmann::json;
-using Clock = std::chrono::steady_clock;
 using Args = std::vector<std::string>;
 
 const char kLog[] = "/tmp/zelctl_e2e_test.log";
@@ -44,52 +43,10 @@ Json without(Json j, const char *key) {
 
 std::string ctl(const std::string &request) { return zelsim::control("", request); }
 
-struct Result {
-    int status = -1;
-    std::string out, err;
-};
+using zeltest::Result;
 
 // Runs zelctl with its output collected; killed when `seconds` have passed.
-Result zelctl(Args args, int seconds = 60) {
-    int out[2], err[2];
-    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return {};
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(out[1], 1);
-        dup2(err[1], 2);
-        std::vector<char *> argv{const_cast<char *>("zelctl")};
-        for (auto &a : args) argv.push_back(a.data());
-        argv.push_back(nullptr);
-        execv(ZELCTL_BINARY, argv.data());
-        _exit(127);
-    }
-    close(out[1]);
-    close(err[1]);
-    Result r;
-    struct pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
-    auto end = Clock::now() + std::chrono::seconds(seconds);
-    for (int open = 2; open > 0;) {
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
-        if (left <= 0) {
-            kill(pid, SIGKILL);
-            break;
-        }
-        if (poll(fds, 2, static_cast<int>(left)) <= 0) continue;
-        for (int i = 0; i < 2; ++i) {
-            if (fds[i].revents == 0) continue;
-            char buf[4096];
-            ssize_t n = read(fds[i].fd, buf, sizeof buf);
-            if (n > 0) (i ? r.err : r.out).append(buf, static_cast<size_t>(n));
-            else fds[i].fd = -1, --open;
-        }
-    }
-    close(out[0]);
-    close(err[0]);
-    int st = 0;
-    waitpid(pid, &st, 0);
-    r.status = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
-    return r;
-}
+Result zelctl(const Args &args, int seconds = 60) { return zeltest::runTool(ZELCTL_BINARY, args, seconds); }
 
 std::string joined(const Args &args) {
     std::string s;

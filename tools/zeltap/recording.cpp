@@ -111,7 +111,7 @@ std::string toYaml(const Recording &r) {
     for (const Event &e : r.events) {
         y += "  - {at: " + ms(e.at) + ", client: " + std::to_string(e.client) + ", after: " + ms(e.after) + ", ";
         switch (e.kind) {
-        case Event::Kind::Notify: y += "notify: {raw: " + zelsim::toHex(e.bytes) + "}"; break;
+        case Event::Kind::Notify: y += "notify: {raw: \"" + zelsim::toHex(e.bytes) + "\"}"; break;
         case Event::Kind::IpChange: y += "ip_change: " + yamlText(e.bytes); break;
         case Event::Kind::Unsolicited: y += "unsolicited: " + yamlText(e.bytes); break;
         }
