@@ -1,5 +1,5 @@
 // zeltap: records what the SDK server answers, in zelsim's scenario format.
-//   zeltap record --out FILE [--duration TIME] [--dir DIR]
+//   zeltap record --out FILE [--redact] [--duration TIME] [--dir DIR]
 //   zeltap restore [--dir DIR]
 #include <CLI/CLI.hpp>
 
@@ -15,6 +15,9 @@ int main(int argc, char **argv) {
 
     CLI::App *rec = app.add_subcommand("record", "Stand in for the SDK server's sockets and record until stopped");
     rec->add_option("--out", opt.out, "The recording to write (YAML, replayed by zelsim --scenario FILE)")->required();
+    rec->add_flag("--redact", opt.redact,
+                  "Replace the IMEI, IMSI, ICCID, phone numbers, message texts, cell identities and GNSS positions "
+                  "with consistent fakes (listed in the file's header)");
     rec->add_option("--duration", duration, "Stop after this long (250ms, 90s, up to a day); default: at SIGINT or SIGTERM");
     rec->add_option("--dir", opt.dir, "The server's sockets are in this directory instead of /tmp");
     rec->footer("The server's sockets are renamed to PATH.zeltap-server while it records and renamed back when it "

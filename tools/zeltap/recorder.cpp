@@ -18,6 +18,8 @@
 #include <ctime>
 #include <map>
 
+#include "redact.h"
+
 namespace zeltap {
 
 namespace {
@@ -321,6 +323,7 @@ bool Recorder::quiet(const Pair &p) const {
 
 bool Recorder::writeFile() {
     rec_.stopped = utcNow();
+    if (opt_.redact) redact(&rec_);
     const std::string tmp = opt_.out + ".tmp";
     int fd = open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     const std::string text = toYaml(rec_);
