@@ -133,8 +133,10 @@ server. This package holds the header, the pkg-config file and the CMake
 package files for building applications against it.")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "command-line tool for the modem of the LTE/IoT module
 zelctl queries and drives the modem through zelto_sdk from a shell, with
-human-readable or JSON output. On development hosts the package also holds
-zelsim, a scriptable simulator of the SDK server and the modem.")
+human-readable or JSON output; zeltap records the traffic between
+applications and the SDK server on a device, for replay by a simulator.
+On development hosts the package also holds zelsim, a scriptable simulator
+of the SDK server and the modem, which replays such recordings.")
 set(CPACK_DEBIAN_DOC_DESCRIPTION "modem client library for the LTE/IoT module (documentation)
 zelto_sdk drives the modem of the LTE/IoT module through the local SDK
 server. This package holds its reference, generated from the header, and

@@ -12,6 +12,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "redact.h"
 #include "server.h"
 #include "zelsim_process.h"
 
@@ -147,6 +148,32 @@ TEST_F(Zeltap, RecordingReplaysToTheSameOutput) {
     ASSERT_GT(strict.pid, 0);
     EXPECT_NE(0, zelctl({"--json", "cells"}).status);
     EXPECT_EQ(3, strict.stop());
+}
+
+TEST_F(Zeltap, RedactedRecordingReplays) {
+    const Args commands[] = {{"sim", "pin", kPin}, {"--json", "info"}, {"--json", "sms", "list"}};
+    {
+        Simulator device({"--scenario", kDevice});
+        ASSERT_GT(device.pid, 0) << "the simulator did not start; see " << kLog;
+        pid_t tap = startRecorder({"record", "--redact", "--out", kRecording});
+        for (const Args &args : commands) EXPECT_EQ(0, zelctl(args).status);
+        EXPECT_EQ(0, zeltest::stopSimulator(tap, SIGINT));
+    }
+    const std::string file = slurp(kRecording);
+    for (const char *real : {"868000012345675", "460990123456789", "89860012345678901234", "+15550100", "Recorded hello"})
+        EXPECT_EQ(std::string::npos, file.find(real)) << real << " is in\n" << file;
+    Simulator replay({"--strict", "--scenario", kRecording});
+    ASSERT_GT(replay.pid, 0) << "the replay did not start; see " << kLog;
+    EXPECT_EQ(0, zelctl(commands[0]).status);
+    Result info = zelctl(commands[1]), sms = zelctl(commands[2]);
+    ASSERT_EQ(0, info.status) << info.err;
+    ASSERT_EQ(0, sms.status) << sms.err;
+    const std::string imei = Json::parse(info.out)["imei"];
+    EXPECT_EQ(15u, imei.size());
+    EXPECT_TRUE(zeltap::luhnValid(imei)) << imei;
+    EXPECT_NE("868000012345675", imei);
+    EXPECT_EQ(std::string::npos, sms.out.find("Recorded hello")) << sms.out;
+    EXPECT_EQ(0, replay.stop());
 }
 
 TEST_F(Zeltap, KilledRecorderIsUndone) {

@@ -24,6 +24,7 @@
 #include "peer.h"
 #include "port.h"
 #include "replay.h"
+#include "unix_socket.h"
 
 namespace zelsim {
 
@@ -52,25 +53,6 @@ void logLine(const char *format, ...) {
     vsnprintf(text, sizeof text, format, ap);
     va_end(ap);
     fprintf(stderr, "[%s.%03ld] %s\n", head, ts.tv_nsec / 1000000, text);
-}
-
-bool fillAddress(const std::string &path, sockaddr_un *addr) {
-    memset(addr, 0, sizeof *addr);
-    addr->sun_family = AF_UNIX;
-    if (path.size() >= sizeof addr->sun_path) return false;
-    memcpy(addr->sun_path, path.c_str(), path.size());
-    return true;
-}
-
-int connectTo(const std::string &path) {
-    sockaddr_un addr;
-    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return -1;
-    if (!fillAddress(path, &addr) || connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0) {
-        close(fd);
-        return -1;
-    }
-    return fd;
 }
 
 enum class Kind { Command, Ip, Notify, Control };

@@ -19,6 +19,7 @@
 #include <map>
 
 #include "redact.h"
+#include "unix_socket.h"
 
 namespace zeltap {
 
@@ -57,27 +58,13 @@ void logLine(const char *format, ...) {
     fprintf(stderr, "zeltap: %s\n", text);
 }
 
-bool fillAddress(const std::string &path, sockaddr_un *addr) {
-    memset(addr, 0, sizeof *addr);
-    addr->sun_family = AF_UNIX;
-    if (path.size() >= sizeof addr->sun_path) return false;
-    memcpy(addr->sun_path, path.c_str(), path.size());
-    return true;
-}
+using zelsim::fillAddress;
 
-// A connection to the listener at `path`, non-blocking once made; -1 when
-// nothing accepts there within the timeout.
+// A non-blocking connection to the listener at `path`; -1 when nothing
+// accepts there within the timeout.
 int connectTo(const std::string &path) {
-    sockaddr_un addr;
-    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return -1;
-    timeval tv{kConnectTimeoutMs / 1000, (kConnectTimeoutMs % 1000) * 1000};
-    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);  // bounds a connect to a full backlog
-    if (!fillAddress(path, &addr) || connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0) {
-        close(fd);
-        return -1;
-    }
-    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+    int fd = zelsim::connectTo(path, kConnectTimeoutMs);
+    if (fd >= 0) fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
     return fd;
 }
 
