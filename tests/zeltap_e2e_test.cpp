@@ -5,8 +5,11 @@
 // recorder is undone by restore (or by the next recorder), and a recorder
 // refuses to start without a live server or beside another recorder.
 #include <gtest/gtest.h>
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <fstream>
 #include <future>
 #include <nlohmann/json.hpp>
@@ -27,6 +30,7 @@ const char kDevice[] = "/tmp/zeltap_e2e_device.yaml";
 const char kRecording[] = "/tmp/zeltap_e2e_recording.yaml";
 const char kReplay[] = "/tmp/zeltap_e2e_replay.yaml";
 const char kPin[] = "97315";
+const char kPort[] = "/tmp/zeltap_e2e_port";  // the modem port, never the device's own
 
 bool exists(const std::string &path) {
     struct stat st;
@@ -44,7 +48,7 @@ Result zeltap(const Args &args) { return zeltest::runTool(ZELTAP_BINARY, args, 3
 // The server sockets, where the recorder moves them, and its lock file.
 std::vector<std::string> recorderLeftovers() {
     namespace wire = zel::wire;
-    std::vector<std::string> paths = {std::string(wire::kDir) + "/zeltap.lock"};
+    std::vector<std::string> paths = {std::string(wire::kDir) + "/zeltap.lock", kPort, std::string(kPort) + ".zeltap-server"};
     for (const char *s : {wire::kServerSocket, wire::kIpSocket, wire::kNotifySocket}) paths.push_back(std::string(s) + ".zeltap-server");
     return paths;
 }
@@ -53,7 +57,7 @@ std::vector<std::string> recorderLeftovers() {
 struct Simulator {
     pid_t pid = -1;
     explicit Simulator(Args args) {
-        args.push_back("--no-modem-link");
+        if (std::find(args.begin(), args.end(), "--modem-link") == args.end()) args.push_back("--no-modem-link");
         pid = zeltest::startSimulator(args, kLog);
         if (zeltest::simulatorStatus("", 10000).rfind("ok", 0) != 0) stop();
     }
@@ -100,6 +104,37 @@ std::vector<std::string> session(bool push) {
         seen.push_back(r.out);
     }
     return seen;
+}
+
+// A dialog on the modem port: each write and what came back up to its end;
+// the second message is cancelled with ESC.
+std::string portDialog() {
+    int fd = open(kPort, O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0) return std::string("cannot open ") + kPort;
+    const std::pair<std::string, std::string> steps[] = {
+        {"AT+CMGF=1\r", "OK\r\n"},      {"AT+CMGS=\"+15550123\"\r", "> "}, {"port hello\x1A", "OK\r\n"},
+        {"AT+CMGS=\"+15550124\"\r", "> "}, {"never sent\x1B", "OK\r\n"}};
+    std::string seen;
+    for (const auto &step : steps) {
+        std::string got;
+        if (write(fd, step.first.data(), step.first.size()) != static_cast<ssize_t>(step.first.size())) break;
+        pollfd p{fd, POLLIN, 0};
+        char buf[256];
+        while (got.size() < step.second.size() || got.compare(got.size() - step.second.size(), std::string::npos, step.second) != 0) {
+            ssize_t n = poll(&p, 1, 5000) == 1 ? read(fd, buf, sizeof buf) : -1;
+            if (n <= 0) break;
+            got.append(buf, static_cast<size_t>(n));
+        }
+        seen += step.first + " -> " + got + "\n";
+    }
+    close(fd);
+    return seen;
+}
+
+std::string linkTarget(const char *path) {
+    char buf[256];
+    ssize_t n = readlink(path, buf, sizeof buf - 1);
+    return n > 0 ? std::string(buf, static_cast<size_t>(n)) : "";
 }
 
 class Zeltap : public ::testing::Test {
@@ -173,6 +208,35 @@ TEST_F(Zeltap, RedactedRecordingReplays) {
     EXPECT_TRUE(zeltap::luhnValid(imei)) << imei;
     EXPECT_NE("868000012345675", imei);
     EXPECT_EQ(std::string::npos, sms.out.find("Recorded hello")) << sms.out;
+    EXPECT_EQ(0, replay.stop());
+}
+
+TEST_F(Zeltap, ModemPortIsRecordedAndPutBack) {
+    const Args record = {"record", "--modem-port", "--port", kPort, "--out", kRecording};
+    std::string recorded;
+    {
+        Simulator device({"--modem-link", kPort});
+        ASSERT_GT(device.pid, 0) << "the simulator did not start; see " << kLog;
+        const std::string port = linkTarget(kPort);
+        ASSERT_EQ(0u, port.rfind("/dev/pts/", 0)) << port;
+        // Killed: restore puts the simulator's port back.
+        EXPECT_EQ(-1, zeltest::stopSimulator(startRecorder(record), SIGKILL));
+        EXPECT_NE(port, linkTarget(kPort));
+        EXPECT_EQ(0, zeltap({"restore", "--port", kPort}).status);
+        EXPECT_EQ(port, linkTarget(kPort));
+
+        pid_t tap = startRecorder(record);
+        recorded = portDialog();
+        EXPECT_EQ(0, zeltest::stopSimulator(tap, SIGINT));
+        EXPECT_EQ(port, linkTarget(kPort));
+        EXPECT_NE(std::string::npos, recorded.find("+CMGS: ")) << recorded;
+    }
+    const std::string file = slurp(kRecording);
+    EXPECT_NE(std::string::npos, file.find("port: true, body: \"port hello\"")) << file;
+    EXPECT_EQ(std::string::npos, file.find("never sent")) << file;
+    Simulator replay({"--strict", "--scenario", kRecording, "--modem-link", kPort});
+    ASSERT_GT(replay.pid, 0) << "the replay did not start; see " << kLog;
+    EXPECT_EQ(recorded, portDialog());
     EXPECT_EQ(0, replay.stop());
 }
 

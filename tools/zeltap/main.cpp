@@ -1,6 +1,6 @@
 // zeltap: records what the SDK server answers, in zelsim's scenario format.
-//   zeltap record --out FILE [--redact] [--duration TIME] [--dir DIR]
-//   zeltap restore [--dir DIR]
+//   zeltap record --out FILE [--redact] [--duration TIME] [--modem-port] [--port PATH] [--dir DIR]
+//   zeltap restore [--dir DIR] [--port PATH]
 #include <CLI/CLI.hpp>
 
 #include "recorder.h"
@@ -20,15 +20,21 @@ int main(int argc, char **argv) {
                   "with consistent fakes (listed in the file's header)");
     rec->add_option("--duration", duration, "Stop after this long (250ms, 90s, up to a day); default: at SIGINT or SIGTERM");
     rec->add_option("--dir", opt.dir, "The server's sockets are in this directory instead of /tmp");
+    rec->add_flag("--modem-port", opt.modem_port,
+                  "Also record the modem port: it is renamed aside and a pseudo-terminal linked at its path");
+    opt.port = zel::wire::kModemPort;
+    rec->add_option("--port", opt.port, "The modem port's path (default /dev/smd10; tests give another)");
     rec->footer("The server's sockets are renamed to PATH.zeltap-server while it records and renamed back when it "
                 "stops. PINs, PUKs, passwords and cloud credentials are never written: they stand as <masked>.\n\n"
                 "Example: zeltap record --out /tmp/field-report.yaml\n\n"
                 "Exit status: 0 the file is written, 1 nothing to record (no live server at the sockets, another "
                 "zeltap records) or the file could not be written, 2 bad usage.");
 
-    CLI::App *res = app.add_subcommand("restore", "Put back the server's sockets after a recorder was killed");
+    CLI::App *res = app.add_subcommand("restore", "Put back the server's sockets and the modem port after a recorder was killed");
     std::string restore_dir;
     res->add_option("--dir", restore_dir, "The server's sockets are in this directory instead of /tmp");
+    std::string restore_port = zel::wire::kModemPort;
+    res->add_option("--port", restore_port, "The modem port's path (default /dev/smd10)");
     res->footer("Example: zeltap restore\n\n"
                 "Exit status: 0 the sockets are in place, 1 a recorder still runs or a socket could not be moved back, "
                 "2 bad usage.");
@@ -43,6 +49,6 @@ int main(int argc, char **argv) {
         int status = app.exit(e);
         return status == 0 ? 0 : 2;
     }
-    if (*res) return zeltap::restore(restore_dir);
+    if (*res) return zeltap::restore(restore_dir, restore_port);
     return zeltap::record(opt);
 }

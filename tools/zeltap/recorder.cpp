@@ -17,7 +17,9 @@
 #include <cstring>
 #include <ctime>
 #include <map>
+#include <memory>
 
+#include "port_tap.h"
 #include "redact.h"
 #include "unix_socket.h"
 
@@ -181,6 +183,7 @@ private:
     std::map<int, Pair> pairs_;
     int next_id_ = 1;
     Recording rec_;
+    std::unique_ptr<PortTap> port_;
 };
 
 // Moves each server socket aside and listens at its path in its place,
@@ -328,7 +331,7 @@ bool Recorder::writeFile() {
 int Recorder::run() {
     int lock = takeLock(paths_.lock);
     if (lock < 0) return 1;
-    if (!putBack(paths_)) {
+    if (!putBack(paths_) || !putBackPort(opt_.port)) {
         dropLock(paths_.lock, lock);
         return 1;
     }
@@ -349,9 +352,11 @@ int Recorder::run() {
     sigprocmask(SIG_BLOCK, &sigs, nullptr);
     signal(SIGPIPE, SIG_IGN);
     int sigfd = signalfd(-1, &sigs, SFD_CLOEXEC);
-    if (sigfd < 0 || !standIn()) {
+    if (opt_.modem_port) port_ = std::make_unique<PortTap>(opt_.port, &rec_);
+    if (sigfd < 0 || !standIn() || (port_ && !port_->start())) {
         closeListeners();
         putBack(paths_);
+        port_.reset();
         dropLock(paths_.lock, lock);
         if (sigfd >= 0) close(sigfd);
         return 1;
@@ -373,6 +378,7 @@ int Recorder::run() {
         if (finish_by > 0) {
             bool all_quiet = true;
             for (const auto &p : pairs_) all_quiet = all_quiet && quiet(p.second);
+            if (port_) all_quiet = all_quiet && port_->quiet(now());
             if (all_quiet || now() >= finish_by) break;
         }
         std::vector<pollfd> fds{{sigfd, POLLIN, 0}};
@@ -384,6 +390,8 @@ int Recorder::run() {
             for (int s = 0; s < 2; ++s)
                 fds.push_back({p.second.fd[s], static_cast<short>(POLLIN | (p.second.out[s].empty() ? 0 : POLLOUT)), 0});
         }
+        const size_t port_at = fds.size();
+        if (port_) port_->addFds(&fds);
         int timeout = finish_by > 0 ? static_cast<int>(kQuietMs / 4)
                       : opt_.duration >= 0 ? static_cast<int>(std::max<Ms>(0, opt_.duration - now()))
                                            : -1;
@@ -406,10 +414,12 @@ int Recorder::run() {
                 if (pairs_.count(id) && ev & (POLLIN | POLLHUP | POLLERR)) readSide(id, s);
             }
         }
+        if (port_) port_->handle(&fds[port_at], now());
     }
     if (finish_by < 0) putBack(paths_);  // the loop ended on a poll failure
     closeListeners();
     while (!pairs_.empty()) closePair(pairs_.begin()->first);
+    port_.reset();  // the modem port goes back
     close(sigfd);
     bool written = writeFile();
     dropLock(paths_.lock, lock);
@@ -423,11 +433,12 @@ int record(const Options &options) {
     return r.run();
 }
 
-int restore(const std::string &dir) {
+int restore(const std::string &dir, const std::string &port) {
     const Paths p = pathsIn(dir);
     int lock = takeLock(p.lock);
     if (lock < 0) return 1;
     bool ok = putBack(p);
+    ok = putBackPort(port) && ok;
     dropLock(p.lock, lock);
     return ok ? 0 : 1;
 }

@@ -14,6 +14,8 @@ struct Options {
     std::string out;  // the recording
     bool redact = false;
     Ms duration = -1;  // stop after this long; -1: at SIGINT or SIGTERM only
+    bool modem_port = false;  // also record the modem port
+    std::string port;         // its path
 };
 
 // The suffix a server's socket carries while the recorder stands in its place.
@@ -24,9 +26,10 @@ constexpr char kAside[] = ".zeltap-server";
 // start or write.
 int record(const Options &options);
 
-// Puts back what a killed recorder left moved aside; 0 when everything is in
-// place (or was), 1 when a recorder still runs or a path could not be fixed.
-int restore(const std::string &dir);
+// Puts back what a killed recorder left moved aside (the sockets in `dir`,
+// the modem port at `port`); 0 when everything is in place (or was), 1 when
+// a recorder still runs or a path could not be fixed.
+int restore(const std::string &dir, const std::string &port);
 
 }  // namespace zeltap
 
