@@ -49,7 +49,8 @@ Result zeltap(const Args &args) { return zeltest::runTool(ZELTAP_BINARY, args, 3
 std::vector<std::string> recorderLeftovers() {
     namespace wire = zel::wire;
     std::vector<std::string> paths = {std::string(wire::kDir) + "/zeltap.lock", kPort, std::string(kPort) + ".zeltap-server"};
-    for (const char *s : {wire::kServerSocket, wire::kIpSocket, wire::kNotifySocket}) paths.push_back(std::string(s) + ".zeltap-server");
+    for (const char *s : {wire::kServerSocket, wire::kIpSocket, wire::kNotifySocket})
+        for (const char *suffix : {".zeltap-server", ".zeltap-new"}) paths.push_back(std::string(s) + suffix);
     return paths;
 }
 
@@ -262,6 +263,13 @@ TEST_F(Zeltap, KilledRecorderIsUndone) {
         r = zelctl({"--json", "signal"});
         EXPECT_EQ(0, r.status) << "the server does not answer at its own path: " << r.err;
     }
+    // Killed between linking the server's socket aside and renaming its own over the path.
+    const std::string server = zel::wire::kServerSocket;
+    ASSERT_EQ(0, link(server.c_str(), (server + ".zeltap-server").c_str()));
+    ASSERT_EQ(0, mkfifo((server + ".zeltap-new").c_str(), 0600));
+    EXPECT_EQ(0, zeltap({"restore"}).status);
+    for (const std::string &p : recorderLeftovers()) EXPECT_FALSE(exists(p)) << p << " was left behind";
+    EXPECT_EQ(0, zelctl({"--json", "signal"}).status);
     // Nothing to record without a live server; nothing is moved.
     EXPECT_EQ(0, device.stop());
     unlink(kRecording);

@@ -49,6 +49,8 @@ Paths pathsIn(const std::string &dir) {
 }
 
 std::string aside(const std::string &path) { return path + kAside; }
+// Where the stand-in listener is bound before it takes the path.
+std::string fresh(const std::string &path) { return path + ".zeltap-new"; }
 
 void logLine(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void logLine(const char *format, ...) {
@@ -107,8 +109,15 @@ bool putBack(const Paths &p) {
     bool ok = true;
     for (const std::string &path : p.socket) {
         const std::string moved = aside(path);
+        unlink(fresh(path).c_str());
         if (!isSocket(moved)) continue;
-        if (!live(moved) && live(path)) {
+        struct stat a, b;
+        if (lstat(moved.c_str(), &a) == 0 && lstat(path.c_str(), &b) == 0 && a.st_ino == b.st_ino &&
+            a.st_dev == b.st_dev) {
+            // Stopped between the two steps of standIn: the path is still the server's.
+            unlink(moved.c_str());
+            logLine("%s: the server's socket is back", path.c_str());
+        } else if (!live(moved) && live(path)) {
             // The server made its socket anew at its own path (it restarted).
             unlink(moved.c_str());
             logLine("%s: the server listens there again; removed the old %s", path.c_str(), moved.c_str());
@@ -187,7 +196,10 @@ private:
 };
 
 // Moves each server socket aside and listens at its path in its place,
-// with the same permissions. On failure everything goes back.
+// with the same permissions. The server's socket gets its second name first,
+// then the stand-in, bound at a name of its own, takes the path in one
+// rename: a connect at the path always finds one of the two listening. On
+// failure everything goes back.
 bool Recorder::standIn() {
     for (int k = 0; k < kKinds; ++k) {
         const std::string &path = paths_.socket[k];
@@ -198,27 +210,28 @@ bool Recorder::standIn() {
         }
     }
     for (int k = 0; k < kKinds; ++k) {
-        const std::string &path = paths_.socket[k];
+        const std::string &path = paths_.socket[k], own = fresh(path);
         struct stat st;
         sockaddr_un addr;
-        if (lstat(path.c_str(), &st) != 0 || !fillAddress(path, &addr)) return false;
+        unlink(own.c_str());
+        if (lstat(path.c_str(), &st) != 0 || !fillAddress(own, &addr)) return false;
         int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-        if (fd < 0 || rename(path.c_str(), aside(path).c_str()) != 0) {
-            logLine("cannot move %s aside: %s", path.c_str(), strerror(errno));
-            if (fd >= 0) close(fd);
-            return false;
-        }
         mode_t umask_was = umask(~st.st_mode & 0777);
-        bool bound = bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0;
+        bool bound = fd >= 0 && bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0;
         umask(umask_was);
         if (!bound || listen(fd, 64) != 0) {
-            logLine("cannot listen at %s: %s", path.c_str(), strerror(errno));
-            close(fd);
+            logLine("cannot listen at %s: %s", own.c_str(), strerror(errno));
+            if (fd >= 0) close(fd);
+            unlink(own.c_str());
             return false;
         }
-        if (chown(path.c_str(), st.st_uid, st.st_gid) != 0 && geteuid() == 0)
-            logLine("cannot give %s to uid %d: %s", path.c_str(), static_cast<int>(st.st_uid), strerror(errno));
         listen_[k] = fd;
+        if (chown(own.c_str(), st.st_uid, st.st_gid) != 0 && geteuid() == 0)
+            logLine("cannot give %s to uid %d: %s", path.c_str(), static_cast<int>(st.st_uid), strerror(errno));
+        if (link(path.c_str(), aside(path).c_str()) != 0 || rename(own.c_str(), path.c_str()) != 0) {
+            logLine("cannot move %s aside: %s", path.c_str(), strerror(errno));
+            return false;
+        }
     }
     return true;
 }
