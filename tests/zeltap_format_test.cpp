@@ -96,9 +96,9 @@ TEST(ZeltapFormat, RedactedLeavesNoPlantedValue) {
     zelsim::Modem m;
     const std::pair<const char *, const char *> planted[] = {
         {"imei", "868000012345675"}, {"iccid", "89860012345678901234"}, {"imsi", "460990123456789"},
-        {"msisdn", "+15557654321"},  {"cell_id", "12345678"},           {"lat", "48.2"}, {"lon", "16.37"}, {"ttff", "0"}};
+        {"msisdn", "+15557654321"},  {"cell_id", "12345678"},           {"lat", "48.2"}, {"lon", "16.37"}, {"ttff", "0"}, {"tac", "51234"}};
     for (const auto &p : planted) ASSERT_TRUE(m.setParam(p.first, p.second)) << p.first;
-    m.receiveSms("+15550199", "Planted secret text", 0);
+    m.receiveSms("+15550199", "Planted secret text\r\nover two lines", 0);
     zeltap::Recording r;
     Ms now = 0;
     for (const char *c : {"ATI", "AT+IMEI?", "AT+CGSN", "AT+CIMI", "AT+ICCID", "AT+CNUM", "AT+CEREG=2", "AT+CEREG?",
@@ -108,15 +108,19 @@ TEST(ZeltapFormat, RedactedLeavesNoPlantedValue) {
     }
     for (const char *c : {"AT+CGPSGPOS=3", "AT+CGPSGPOS=3", "AT+CGPSGLAT", "AT+CMGS=\"+15550199\""})
         r.exchanges.push_back({now, false, false, c, {{0, m.handle(c, now += 1000).reply}}});
+    ASSERT_TRUE(m.setParam("rat", "gsm"));
+    for (const char *c : {"AT+CREG?", "AT+CMODEMINFO?", "AT+CNBRCELL=1"})
+        r.exchanges.push_back({now, false, false, c, {{0, m.handle(c, now += 10).reply}}});
     r.events.push_back({zeltap::Event::Kind::Unsolicited, now, 1, 0, "\r\n+CLIP: \"+15550199\",145\r\n"});
     zeltap::redact(&r);
     const std::string yaml = zeltap::toYaml(r);
 
     // Each as the replies wrote it; the ICCID also digit-swapped, as the SIM file holds it; the
-    // cell identity also in hex; the position as the sentences and as degrees.
+    // cell identity also in hex; the area code in hex and decimal, a neighbour's cell (0x4D60);
+    // the position as the sentences and as degrees.
     for (const std::string real : {"868000012345675", "89860012345678901234", "98680021436587092143", "460990123456789",
-                                    "15557654321", "15550199", "Planted secret", "12345678", "00BC614E", "4812.0",
-                                   "01622.2", "48.2"})
+                                    "15557654321", "15550199", "Planted secret", "over two lines", "12345678", "00BC614E",
+                                   "\"C822\"", ",51234,", "19808", "4812.0", "01622.2", "48.2"})
         EXPECT_EQ(std::string::npos, yaml.find(real)) << real << " is left in\n" << yaml;
     EXPECT_NE(std::string::npos, yaml.find("redacted: [cell_ids, iccid, imei, imsi, message_texts, own_number, phone_numbers, positions]"))
         << yaml;
@@ -138,7 +142,7 @@ TEST(ZeltapFormat, RedactedLeavesNoPlantedValue) {
     std::smatch sender;
     const std::string listing = reply(10);
     ASSERT_TRUE(std::regex_search(listing, sender, std::regex("\"(\\+\\d{8})\""))) << listing;
-    EXPECT_NE(std::string::npos, s.exchanges.back().text.find(sender[1].str()));
+    EXPECT_NE(std::string::npos, s.exchanges[17].text.find(sender[1].str()));  // AT+CMGS
     EXPECT_NE(std::string::npos, yaml.find("+CLIP: \\\"" + sender[1].str()));
     // PDU mode: the header's length is the rebuilt PDU's, after its service-centre octet.
     std::smatch pdu;

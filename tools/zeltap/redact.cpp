@@ -98,7 +98,9 @@ private:
     }
     std::string digits(const std::string &real, const char *prefix);
     std::string fakeImei();
-    void learnCell(unsigned long id);
+    unsigned long learnCell(unsigned long id);
+    unsigned long area(unsigned long code);
+    std::string radioFields(const std::string &line);
     std::string fakeText(const std::string &real);
     std::string replaceAll(const std::string &s) const;
     const std::pair<std::string, int> &fakePdu(const std::string &real, int stat);
@@ -109,6 +111,7 @@ private:
     std::map<std::string, std::string> map_;    // identities, numbers, cells: replaced wherever they stand
     std::map<std::string, std::string> texts_;  // message texts: replaced on message lines
     std::map<std::string, std::pair<std::string, int>> pdus_;  // whole PDUs: rebuilt, with their length
+    std::map<unsigned long, unsigned long> cells_, areas_;  // cell identities, location/tracking areas
     std::set<std::string> kinds_;
     int serial_ = 0;
     bool have_origin_ = false;
@@ -134,15 +137,53 @@ std::string Redactor::fakeImei() {
 
 // A cell identity, decimal and as the hex that the registration replies and
 // the radio records carry, to a fake of as many decimal digits.
-void Redactor::learnCell(unsigned long id) {
+unsigned long Redactor::learnCell(unsigned long id) {
+    auto known = cells_.find(id);
+    if (known != cells_.end()) return known->second;
     std::string dec = std::to_string(id);
-    if (map_.count(dec)) return;
-    unsigned long fake = std::strtoul(digits(dec, "1").c_str(), nullptr, 10);
+    unsigned long fake = cells_[id] = std::strtoul(digits(dec, "1").c_str(), nullptr, 10);
     if (dec.size() >= 5) learn("cell_ids", dec, std::to_string(fake));
     char real_hex[16], fake_hex[16];
     snprintf(real_hex, sizeof real_hex, "%08lX", id & 0xFFFFFFFFul);
     snprintf(fake_hex, sizeof fake_hex, "%08lX", fake & 0xFFFFFFFFul);
     learn("cell_ids", real_hex, fake_hex);
+    return fake;
+}
+
+// A location or tracking area code's fake, of as many decimal digits (so its
+// hex is no wider), the same in the registration replies (hex) and in the
+// radio and neighbour lines (decimal).
+unsigned long Redactor::area(unsigned long code) {
+    auto known = areas_.find(code);
+    if (known != areas_.end()) return known->second;
+    kinds_.insert("cell_ids");
+    return areas_[code] = std::strtoul(digits(std::to_string(code), "1").c_str(), nullptr, 10);
+}
+
+// The area and cell fields of a radio or neighbour line, by position (short
+// decimal codes are not safe to replace wherever they stand): "+CMODEMINFO:"
+// for LTE holds the cell at 5 and the area at 7, for GSM the area at 4 and
+// the cell at 5; a GSM neighbour its area and cell at 9 and 10, a GERAN one
+// at 4 and 5.
+std::string Redactor::radioFields(const std::string &line) {
+    std::vector<std::string> f = split(line, ',');
+    size_t at_area = 0, at_cell = 0;
+    if (startsWith(line, "+CMODEMINFO: ")) {
+        bool lte = startsWith(line, "+CMODEMINFO: \"LTE\"");
+        at_area = lte ? 7 : 4, at_cell = 5;
+    } else if (startsWith(line, "\"neighbourcell\",")) {
+        bool gsm = f.size() == 11;
+        at_area = gsm ? 9 : 4, at_cell = gsm ? 10 : 5;
+    } else {
+        return line;
+    }
+    if (f.size() <= std::max(at_area, at_cell)) return line;
+    for (size_t at : {at_area, at_cell}) {
+        if (!allDigits(f[at], 1, 10)) continue;
+        unsigned long real = std::strtoul(f[at].c_str(), nullptr, 10);
+        f[at] = std::to_string(at == at_area ? area(real) : learnCell(real));
+    }
+    return join(f, ',');
 }
 
 // A fake of the same length in bytes.
@@ -188,7 +229,11 @@ void Redactor::learnReply(const std::string &command, const std::string &reply) 
         } else if (startsWith(line, "+CREG: ") || startsWith(line, "+CGREG: ") || startsWith(line, "+CEREG: ")) {
             auto q = quoted(line);
             if (q.size() >= 2) {  // location area or tracking area code, and cell identity
-                learn("cell_ids", "\"" + q[0].second + "\"", "\"" + digits(std::string(q[0].second.size(), '0'), "F") + "\"");
+                const std::string &code = q[0].second;
+                char fake_area[16];
+                snprintf(fake_area, sizeof fake_area, "\"%0*lX\"", static_cast<int>(std::min<size_t>(code.size(), 8)),
+                         area(std::strtoul(code.c_str(), nullptr, 16)));
+                learn("cell_ids", "\"" + code + "\"", fake_area);
                 unsigned long id = std::strtoul(q[1].second.c_str(), nullptr, 16);
                 learnCell(id);
                 if (q[1].second.size() == 4) {
@@ -198,11 +243,8 @@ void Redactor::learnReply(const std::string &command, const std::string &reply) 
                     learn("cell_ids", real, fake);
                 }
             }
-        } else if (startsWith(line, "+CMODEMINFO: ")) {
-            // LTE: "LTE",duplex,band,mcc,mnc,cell id,...; GSM: "GSM",band,mcc,mnc,lac,cell id,...
-            std::vector<std::string> f = split(after("+CMODEMINFO: "), ',');
-            const size_t at = 5;
-            if (f.size() > at && allDigits(f[at], 1, 10)) learnCell(std::strtoul(f[at].c_str(), nullptr, 10));
+        } else {
+            radioFields(line);  // learns the cells, so they are replaced wherever they stand
         }
     }
 }
@@ -306,7 +348,7 @@ std::string Redactor::rewriteLine(const std::string &line, const std::string &he
         f.back() = std::to_string(fakePdu(next, stat).second);
         return line.substr(0, line.find(": ") + 2) + join(f, ',');
     }
-    if (header.empty()) return position(replaceAll(line));
+    if (header.empty()) return position(replaceAll(radioFields(line)));
     if (header.find('"') != std::string::npos) return fakeText(line);  // text mode: the text
     auto it = pdus_.find(line);
     return it != pdus_.end() ? it->second.first : line;
@@ -322,9 +364,16 @@ std::vector<std::pair<Ms, std::string>> Redactor::rewrite(const std::vector<std:
     std::string out;
     std::vector<size_t> new_ends;
     size_t old_at = 0, e = 0;
+    std::string header;  // the message header whose text the line belongs to, or ""
     for (size_t i = 0; i < l.text.size(); ++i) {
-        const std::string &header = i > 0 && messageHeader(l.text[i - 1]) ? l.text[i - 1] : "";
-        std::string line = rewriteLine(l.text[i], header, i + 1 < l.text.size() ? l.text[i + 1] : "");
+        const std::string &cur = l.text[i], &next = i + 1 < l.text.size() ? l.text[i + 1] : "";
+        if (i > 0 && messageHeader(l.text[i - 1])) {
+            header = l.text[i - 1];
+        } else if (header.find('"') == std::string::npos || messageHeader(cur) || cur == "OK" ||
+                   (cur.empty() && (next == "OK" || messageHeader(next)))) {
+            header.clear();  // a text in text mode goes on over its lines up to the next message or the end
+        }
+        std::string line = rewriteLine(cur, header, next);
         size_t old_len = l.text[i].size() + l.end[i].size(), new_at = out.size();
         out += line + l.end[i];
         for (; e < ends.size() && ends[e] <= old_at + old_len; ++e) {
