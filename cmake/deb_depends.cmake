@@ -61,3 +61,22 @@ set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libzelto-sdk2 (= ${CPACK_PACKAGE_VERSION})
 if(ZEL_ELF_tools)
   zel_depends(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ${ZEL_ELF_tools})
 endif()
+
+# The runtime package's symbols file: every name the shared object exports,
+# read from it (on 32-bit Arm both symbols of the functions whose records
+# hold a time_t).
+execute_process(COMMAND ${CPACK_ZEL_READELF} --dyn-syms -W ${ZEL_ELF_runtime} OUTPUT_VARIABLE elf)
+string(REGEX MATCHALL "[^\n]+" elf_lines "${elf}")
+set(exported "")
+foreach(line IN LISTS elf_lines)
+  if(line MATCHES "^ *[0-9]+: [0-9a-f]+ +[0-9]+ [A-Z]+ +(GLOBAL|WEAK) +[A-Z]+ +[0-9]+ ([^ @]+)")
+    list(APPEND exported ${CMAKE_MATCH_2})
+  endif()
+endforeach()
+list(SORT exported)
+set(symbols "libzelto_sdk.so.2 libzelto-sdk2 #MINVER#\n")
+foreach(name IN LISTS exported)
+  string(APPEND symbols " ${name}@Base ${CPACK_PACKAGE_VERSION}\n")
+endforeach()
+file(WRITE ${CPACK_ZEL_BINARY_DIR}/packaging/symbols "${symbols}")
+list(APPEND CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${CPACK_ZEL_BINARY_DIR}/packaging/symbols)

@@ -59,6 +59,24 @@ extern "C" {
  * the first value. Empty for other compilers.
  */
 
+#if defined(__USE_TIME_BITS64)
+#define ZEL_TIME64_SYMBOL(name) __asm__(#name "_time64")
+#else
+#define ZEL_TIME64_SYMBOL(name)
+#endif
+/**
+ * @def ZEL_TIME64_SYMBOL(name)
+ * @ingroup ota
+ * @brief Picks the symbol of a function whose record holds a `time_t`.
+ *
+ * On a 32-bit platform whose C library offers both sizes of `time_t`
+ * (glibc on 32-bit Arm), an application compiled with
+ * `-D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64` calls `name_time64`, which fills
+ * the record with a 64-bit `time_t`; one compiled without them calls `name`
+ * and gets the 32-bit layout, where a time past January 2038 reads as 0.
+ * Empty elsewhere: 64-bit platforms have one layout and one symbol.
+ */
+
 /* ======================================================================
  * Public records and callback types
  * ====================================================================== */
@@ -405,7 +423,7 @@ typedef enum zelOTAMode {
  */
 typedef struct zelOTAStatus {
     uint8_t success;            /**< 1 when the last update reported SUCCESS. */
-    time_t completedTime;       /**< Completion time (local time), 0 if none. */
+    time_t completedTime;       /**< Completion time (local time); 0 if none, or past January 2038 with a 32-bit `time_t`. */
     char completedTimeText[20]; /**< Completion time as sent (`YYYY-MM-DD HH:MM:SS`), terminated. */
     uint8_t extra;              /**< Always 0. */
 } zelOTAStatus;
@@ -2003,8 +2021,12 @@ int32_t zelOTAActivate(void);
  * @return 0; 5 for no reply; -99 for a reply without "OK", another status
  *         word, or a success without its time; then -1 for a NULL record
  *         (the command has been sent).
+ *
+ * The record holds a `time_t`: on 32-bit Arm, an application built with
+ * 64-bit `time_t` calls zelOTAGetStatus_time64 (see #ZEL_TIME64_SYMBOL)
+ * and reads times past 2038; one built without reads such a time as 0.
  */
-int32_t zelOTAGetStatus(zelOTAStatus *status);
+int32_t zelOTAGetStatus(zelOTAStatus *status) ZEL_TIME64_SYMBOL(zelOTAGetStatus);
 /**
  * @brief The progress of the running step (`AT+OTA=GET_PROGRESS`).
  * @param[out] progress the integer after "+OTA=GET_PROGRESS,".

@@ -53,6 +53,31 @@ for v in 2.3 3.0; do
 done
 echo "installed application runs: $want"
 
+# --- the firmware update's completion time, before and after January 2038 ----
+# Built with the C library's default time_t and with a 64-bit one: on 32-bit
+# Arm these are two layouts of zelOTAStatus and two symbols of the library.
+wire="$here/../core/wire.h"
+socket="$(sed -n 's/^#define ZEL_WIRE_DIR "\(.*\)"/\1/p' "$wire")/$(sed -n 's/^#define ZEL_WIRE_SERVER_SOCKET "\(.*\)"/\1/p' "$wire")"
+for bits in default 64; do
+    flags=()
+    [ $bits = 64 ] && flags=(-D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64)
+    # shellcheck disable=SC2046
+    "$cc" "${flags[@]}" -DSERVER_SOCKET="\"$socket\"" "$here/consumer/ota_status.c" $(pkg-config --cflags --libs zelto_sdk) \
+        -Wl,-rpath,"$libdir" -o "$tmp/ota_$bits"
+    wide=$(printf '#include <time.h>\n_Static_assert(sizeof(time_t) == 8, "");\n' |
+        "$cc" "${flags[@]}" -x c - -fsyntax-only 2>/dev/null && echo yes || echo no)
+    for when in "2030-01-01 00:00:00 1893456000" "2040-01-01 00:00:00 2208988800"; do
+        text=${when% *}
+        seconds=${when##* }
+        [ $wide = no ] && [ "$seconds" -gt 2147483647 ] && seconds=0  # past 2038 reads as 0 with a 32-bit time_t
+        got=$(TZ=UTC ${run[@]+"${run[@]}"} "$tmp/ota_$bits" "$text") || fail "ota_status ($bits-bit time_t) exit $?"
+        [ "$got" = "1 $seconds $text 0 intact" ] || fail "ota_status ($bits-bit time_t, $text): $got"
+    done
+    symbol=$(readelf --dyn-syms -W "$tmp/ota_$bits" | awk '$8 ~ /^zelOTAGetStatus/ { sub(/@.*/, "", $8); print $8 }')
+    [ -n "$toolchain" ] && [ $bits = 64 ] && [ "$symbol" != zelOTAGetStatus_time64 ] && fail "64-bit time_t calls $symbol"
+    echo "completion times 2030 and 2040 read with time_t $bits through $symbol"
+done
+
 # --- Debian packages ---------------------------------------------------------
 (cd "$tmp" && cpack --config "$build/CPackConfig.cmake" -B "$tmp/deb" >/dev/null)
 arch=amd64
@@ -72,11 +97,19 @@ doc=/usr/share/doc
 targets=$(cd "$libdir/cmake/zelto_sdk" && ls zelto_sdkTargets-*.cmake)  # named after the build type
 expect_pkg libzelto-sdk2 "$doc/libzelto-sdk2/changelog.gz $doc/libzelto-sdk2/copyright $pkglib/libzelto_sdk.so.2 $pkglib/libzelto_sdk.so.2.2.5 "
 expect_pkg libzelto-sdk-dev "/usr/include/zelto_sdk.h $pkglib/cmake/zelto_sdk/zelto_sdkConfig.cmake $pkglib/cmake/zelto_sdk/zelto_sdkConfigVersion.cmake $pkglib/cmake/zelto_sdk/$targets $pkglib/cmake/zelto_sdk/zelto_sdkTargets.cmake $pkglib/libzelto_sdk.so $pkglib/pkgconfig/zelto_sdk.pc $doc/libzelto-sdk-dev/changelog.gz $doc/libzelto-sdk-dev/copyright "
+# Its symbols file lists what the shared object exports, both time_t symbols
+# on 32-bit Arm.
+exported=$(readelf --dyn-syms -W "$libdir/libzelto_sdk.so.2.2.5" |
+    awk '$7 != "UND" && ($5 == "GLOBAL" || $5 == "WEAK") && $4 != "SECTION" { sub(/@.*/, "", $8); print " " $8 "@Base 2.2.5" }' | LC_ALL=C sort)
+[ "$(dpkg-deb -I "$tmp"/deb/libzelto-sdk2_*.deb symbols)" = "libzelto_sdk.so.2 libzelto-sdk2 #MINVER#
+$exported" ] || fail "the symbols file is not the library's exports"
+[ -z "$toolchain" ] || grep -q "zelOTAGetStatus_time64@Base" <<<"$exported" || fail "no zelOTAGetStatus_time64"
+echo "libzelto-sdk2 symbols: $(grep -c @Base <<<"$exported")"
 [[ "$(field "$tmp"/deb/libzelto-sdk2_*.deb Depends)" =~ ^libc6\ \(\>=\ 2\.[0-9]+\)$ ]] ||
     fail "the runtime package must depend on the C library only"
 [ "$(field "$tmp"/deb/libzelto-sdk-dev_*.deb Depends)" = "libzelto-sdk2 (= 2.2.5)" ] || fail "dev depends"
 tools=()
-for t in zelctl zelsim; do
+for t in zelctl zelsim zeltap; do
     [ -n "$(find "$build" -maxdepth 3 -type f -name "$t" -perm -u+x)" ] && tools+=("/usr/bin/$t" "/usr/share/man/man1/$t.1.gz")
 done
 if [ ${#tools[@]} -gt 0 ]; then

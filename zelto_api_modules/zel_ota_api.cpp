@@ -289,6 +289,34 @@ int32_t zelOTAGetStatus(zelOTAStatus *status) {
     return readStatus(r, status);
 }
 
+#if defined(__USE_TIME_BITS64)
+// Built with a 64-bit time_t on a 32-bit platform: the header sends
+// applications built the same way to zelOTAGetStatus_time64 (defined above),
+// and those built with a 32-bit time_t to this, their own layout.
+struct zelOTAStatusTime32 {
+    uint8_t success;
+    int32_t completedTime;
+    char completedTimeText[sizeof(zelOTAStatus::completedTimeText)];
+    uint8_t extra;
+};
+int32_t zelOTAGetStatusTime32(zelOTAStatusTime32 *status) __asm__("zelOTAGetStatus");
+
+// Round trip through the wide record, so what the call leaves untouched stays
+// as it was; a time a 32-bit time_t cannot hold reads as 0.
+int32_t zelOTAGetStatusTime32(zelOTAStatusTime32 *status) {
+    if (status == nullptr) return zelOTAGetStatus(nullptr);
+    zelOTAStatus wide = {status->success, status->completedTime, {}, status->extra};
+    memcpy(wide.completedTimeText, status->completedTimeText, sizeof wide.completedTimeText);
+    int32_t result = zelOTAGetStatus(&wide);
+    status->success = wide.success;
+    status->completedTime = wide.completedTime == static_cast<int32_t>(wide.completedTime)
+                                ? static_cast<int32_t>(wide.completedTime) : 0;
+    memcpy(status->completedTimeText, wide.completedTimeText, sizeof wide.completedTimeText);
+    status->extra = wide.extra;
+    return result;
+}
+#endif
+
 int32_t zelOTAGetProgress(int32_t *progress) {
     if (progress == nullptr) return -1;
     Reply r = transact(kTag, "AT+OTA=GET_PROGRESS\r\n");
