@@ -471,12 +471,7 @@ int Server::run() {
         }
     for (const auto &m : sc_.stored_sms) modem_.receiveSms(m.first, m.second, 0);
     if (!claim()) return 1;
-    sigset_t sigs;
-    sigemptyset(&sigs);
-    for (int s : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&sigs, s);
-    sigprocmask(SIG_BLOCK, &sigs, nullptr);
-    signal(SIGPIPE, SIG_IGN);
-    int sigfd = signalfd(-1, &sigs, SFD_CLOEXEC);
+    int sigfd = stopSignals();
     if (!openListeners()) {
         closeListeners();
         return 1;

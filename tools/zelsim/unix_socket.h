@@ -1,9 +1,12 @@
 // Unix stream sockets by path, for the tools (zelsim, zeltap): the address,
 // and a connection whose connect is bounded (a listener with a full backlog
-// would otherwise block it).
+// would otherwise block it); and the stop signals as a descriptor that their
+// poll loops watch.
 #ifndef ZELSIM_UNIX_SOCKET_H
 #define ZELSIM_UNIX_SOCKET_H
 
+#include <signal.h>
+#include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
@@ -13,6 +16,17 @@
 #include <string>
 
 namespace zelsim {
+
+// SIGINT, SIGTERM and SIGHUP blocked and readable on the returned descriptor
+// (-1 on failure); SIGPIPE ignored, so a closed peer is an error, not an end.
+inline int stopSignals() {
+    sigset_t sigs;
+    sigemptyset(&sigs);
+    for (int s : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&sigs, s);
+    sigprocmask(SIG_BLOCK, &sigs, nullptr);
+    signal(SIGPIPE, SIG_IGN);
+    return signalfd(-1, &sigs, SFD_CLOEXEC);
+}
 
 // False when the path does not fit.
 inline bool fillAddress(const std::string &path, sockaddr_un *addr) {

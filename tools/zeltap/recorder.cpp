@@ -359,12 +359,7 @@ int Recorder::run() {
     close(probe);
     unlink(tmp.c_str());
 
-    sigset_t sigs;
-    sigemptyset(&sigs);
-    for (int s : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&sigs, s);
-    sigprocmask(SIG_BLOCK, &sigs, nullptr);
-    signal(SIGPIPE, SIG_IGN);
-    int sigfd = signalfd(-1, &sigs, SFD_CLOEXEC);
+    int sigfd = zelsim::stopSignals();
     if (opt_.modem_port) port_ = std::make_unique<PortTap>(opt_.port, &rec_);
     if (sigfd < 0 || !standIn() || (port_ && !port_->start())) {
         closeListeners();
