@@ -15,6 +15,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "core/platform.h"
 #include "redact.h"
 #include "server.h"
 #include "zelsim_process.h"
@@ -132,6 +133,14 @@ std::string portDialog() {
     return seen;
 }
 
+// A text message sent by the library itself, through the port at its test path.
+int32_t librarySends() {
+    zel::g_platform.modem_port = kPort;
+    char text[] = "library hello";
+    zelString message = {text, static_cast<int32_t>(sizeof text - 1)};
+    return zelSendSMS("+15550125", &message, 0);
+}
+
 std::string linkTarget(const char *path) {
     char buf[256];
     ssize_t n = readlink(path, buf, sizeof buf - 1);
@@ -228,16 +237,19 @@ TEST_F(Zeltap, ModemPortIsRecordedAndPutBack) {
 
         pid_t tap = startRecorder(record);
         recorded = portDialog();
+        EXPECT_EQ(0, librarySends());
         EXPECT_EQ(0, zeltest::stopSimulator(tap, SIGINT));
         EXPECT_EQ(port, linkTarget(kPort));
         EXPECT_NE(std::string::npos, recorded.find("+CMGS: ")) << recorded;
     }
     const std::string file = slurp(kRecording);
-    EXPECT_NE(std::string::npos, file.find("port: true, body: \"port hello\"")) << file;
+    for (const char *body : {"port hello", "library hello"})
+        EXPECT_NE(std::string::npos, file.find(std::string("port: true, body: \"") + body + "\"")) << file;
     EXPECT_EQ(std::string::npos, file.find("never sent")) << file;
     Simulator replay({"--strict", "--scenario", kRecording, "--modem-link", kPort});
     ASSERT_GT(replay.pid, 0) << "the replay did not start; see " << kLog;
     EXPECT_EQ(recorded, portDialog());
+    EXPECT_EQ(0, librarySends());
     EXPECT_EQ(0, replay.stop());
 }
 
