@@ -165,8 +165,7 @@ void PortTap::fromPort(const std::string &bytes, Ms now) {
     if (exchange_ < 0) return;  // after a cancelled body, or nothing asked: the model answers on replay
     Exchange &e = rec_->exchanges[static_cast<size_t>(exchange_)];
     e.reply.emplace_back(now - command_at_, bytes);
-    std::string whole;
-    for (const auto &b : e.reply) whole += b.second;
+    const std::string whole = e.replyText();
     if (!e.body && strncasecmp(e.text.c_str(), "AT+CMGS=", 8) == 0 && whole.size() >= 2 &&
         whole.compare(whole.size() - 2, 2, "> ") == 0) {
         in_body_ = skip_lf_ = true;

@@ -310,9 +310,7 @@ void Recorder::readSide(int id, int side) {
     } else if (p.kind == kCommand && p.exchange >= 0) {
         Exchange &e = rec_.exchanges[static_cast<size_t>(p.exchange)];
         e.reply.emplace_back(t - p.command_at, bytes);
-        std::string whole;
-        for (const auto &b : e.reply) whole += b.second;
-        if (final(whole)) p.exchange = -1;
+        if (final(e.replyText())) p.exchange = -1;
     } else if (side == 1) {
         Event::Kind k = p.kind == kNotify ? Event::Kind::Notify : p.kind == kIp ? Event::Kind::IpChange : Event::Kind::Unsolicited;
         rec_.events.push_back({k, t, p.nth, t - p.accepted, bytes});

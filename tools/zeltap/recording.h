@@ -22,6 +22,13 @@ struct Exchange {
     bool body = false;  // a message body on the modem port, up to its Ctrl-Z
     std::string text;
     std::vector<std::pair<Ms, std::string>> reply;
+
+    // The reply's bursts joined.
+    std::string replyText() const {
+        std::string whole;
+        for (const auto &b : reply) whole += b.second;
+        return whole;
+    }
 };
 
 // What the server pushed to the `client`-th connection of its socket,

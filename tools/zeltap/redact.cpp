@@ -166,16 +166,16 @@ unsigned long Redactor::area(unsigned long code) {
 // the cell at 5; a GSM neighbour its area and cell at 9 and 10, a GERAN one
 // at 4 and 5.
 std::string Redactor::radioFields(const std::string &line) {
+    const bool info = startsWith(line, "+CMODEMINFO: ");
+    if (!info && !startsWith(line, "\"neighbourcell\",")) return line;
     std::vector<std::string> f = split(line, ',');
-    size_t at_area = 0, at_cell = 0;
-    if (startsWith(line, "+CMODEMINFO: ")) {
+    size_t at_area, at_cell;
+    if (info) {
         bool lte = startsWith(line, "+CMODEMINFO: \"LTE\"");
         at_area = lte ? 7 : 4, at_cell = 5;
-    } else if (startsWith(line, "\"neighbourcell\",")) {
+    } else {
         bool gsm = f.size() == 11;
         at_area = gsm ? 9 : 4, at_cell = gsm ? 10 : 5;
-    } else {
-        return line;
     }
     if (f.size() <= std::max(at_area, at_cell)) return line;
     for (size_t at : {at_area, at_cell}) {
@@ -396,11 +396,7 @@ std::vector<std::pair<Ms, std::string>> Redactor::rewrite(const std::vector<std:
 }
 
 void Redactor::run(Recording *r) {
-    for (const Exchange &e : r->exchanges) {
-        std::string whole;
-        for (const auto &b : e.reply) whole += b.second;
-        learnReply(e.text, whole);
-    }
+    for (const Exchange &e : r->exchanges) learnReply(e.text, e.replyText());
     for (Exchange &e : r->exchanges) {
         if (e.body) e.text = fakeText(e.text);
         else e.text = replaceAll(e.text);
